@@ -1,0 +1,66 @@
+#include "cli/commands.h"
+
+#include <exception>
+#include <functional>
+#include <map>
+
+#include "cli/build_command.h"
+#include "cli/cli_error.h"
+#include "cli/inspect_command.h"
+
+namespace Cli {
+namespace {
+
+const char* const kUsage =
+    "Usage: packwright COMMAND [OPTIONS]\n"
+    "\n"
+    "Builds and reads content packages.\n"
+    "\n"
+    "Commands:\n"
+    "  build RECIPE.json [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [--strict]\n"
+    "                    build a package from a JSON recipe\n"
+    "  inspect PACKAGE.qpack [--json]\n"
+    "                    show the description, the add-on lists and every stored item\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help        show this help (or a command's: packwright build --help)\n"
+    "  --version         show the version\n";
+
+using Command = std::function<int(const QStringList&, QTextStream&, QTextStream&)>;
+
+}  // namespace
+
+int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
+    static const std::map<QString, Command> commands = {
+        {QStringLiteral("build"), buildCommand},
+        {QStringLiteral("inspect"), inspectCommand},
+    };
+    int code = 0;
+    try {
+        if (arguments.isEmpty()) {
+            err << kUsage;
+            code = 2;
+        } else if (arguments.front() == QLatin1String("--help") || arguments.front() == QLatin1String("-h") ||
+                   arguments.front() == QLatin1String("help")) {
+            out << kUsage;
+        } else if (arguments.front() == QLatin1String("--version")) {
+            out << "packwright " << PACKWRIGHT_VERSION << "\n";
+        } else {
+            const auto it = commands.find(arguments.front());
+            if (it == commands.end())
+                throw Error(QStringLiteral("unknown command '%1' (see packwright --help)").arg(arguments.front()), 2);
+            code = it->second(arguments.mid(1), out, err);
+        }
+    } catch (const Error& error) {
+        err << "packwright: error: " << error.what() << "\n";
+        code = error.exitCode();
+    } catch (const std::exception& error) {
+        err << "packwright: error: " << error.what() << "\n";
+        code = 1;
+    }
+    out.flush();
+    err.flush();
+    return code;
+}
+
+}  // namespace Cli

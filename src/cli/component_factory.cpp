@@ -1,0 +1,33 @@
+#include "cli/component_factory.h"
+
+#include "cli/cli_error.h"
+
+namespace Cli {
+
+const ComponentFactory& ComponentFactory::standard() {
+    static const ComponentFactory factory;
+    return factory;
+}
+
+std::shared_ptr<Package::IBuildComponent> ComponentFactory::make(const ComponentEntry& entry,
+                                                                 const Recipe& recipe,
+                                                                 QStringList& warnings) const {
+    const auto it = m_makers.find(entry.kind);
+    if (it == m_makers.end()) {
+        const QString known = kinds().isEmpty() ? QStringLiteral("none yet") : kinds().join(QStringLiteral(", "));
+        throw Error(QStringLiteral("%1: components[%2].kind: unknown kind '%3' (known kinds: %4)")
+                        .arg(recipe.path)
+                        .arg(entry.index)
+                        .arg(entry.kind, known));
+    }
+    return it->second(entry, recipe, warnings);
+}
+
+QStringList ComponentFactory::kinds() const {
+    QStringList names;
+    for (const auto& entry : m_makers)
+        names << entry.first;
+    return names;
+}
+
+}  // namespace Cli

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+#include <memory>
+#include <vector>
+
+namespace Package {
+class IBuildComponent;
+}
+
+namespace Cli {
+
+// One entry of the recipe's "components" list, read but not yet turned into a component.
+struct ComponentEntry {
+    int index = 0;
+    QString kind;
+    QJsonObject fields;
+};
+
+// A build recipe: what `packwright build` reads. Relative paths are resolved against the recipe's
+// folder. See docs/recipe.md.
+struct Recipe {
+    QString path;    // the recipe file
+    QString folder;  // its folder, against which relative paths resolve
+    QString name;
+    QString previewPath;  // empty: the grey default preview
+    QString outputPath;   // empty: "<name>.qpack" beside the recipe
+    QString uuid;         // empty: generated
+    std::vector<ComponentEntry> components;
+
+    // Reads and checks a recipe file. Throws Cli::Error naming the file and the field.
+    static Recipe load(const QString& path);
+    // The same from JSON text; `path` names it in messages and gives the folder.
+    static Recipe parse(const QByteArray& json, const QString& path);
+
+    // A path of the recipe, absolute: relative ones resolve against the recipe's folder.
+    QString resolve(const QString& path) const;
+};
+
+}  // namespace Cli

@@ -1,0 +1,62 @@
+#include "package/builder.h"
+
+#include "package/preset_writer.h"
+#include "platform/bundle/flat_writer.h"
+#include "platform/fs/fs.h"
+#include "platform/layout/package_structure_description.h"
+#include "platform/serialize/archive.h"
+
+namespace Package {
+
+Builder::Builder(Package::Object&& package, const QString& packagePath, const QPixmap& preview)
+    : m_packagePath(packagePath), m_preview(preview), m_package(std::move(package)) {
+    m_manifestName = m_package.name;
+}
+
+Builder::Builder(const QString& folder, const QString& packagePath, const QString& contentName,
+                 const QString& manifestName, const QPixmap& preview)
+    : m_packagePath(packagePath),
+      m_contentName(contentName),
+      m_manifestName(manifestName),
+      m_preview(preview) {
+    m_package.folder = folder;
+    m_package.name = contentName;
+}
+
+Builder& Builder::setupBuildComponent(std::shared_ptr<IBuildComponent> component) {
+    m_components.push_back(std::move(component));
+    return *this;
+}
+
+void Builder::build(const QString& uuid) {
+    ResourceFixupQueue combined;
+    for (const auto& component : m_components) {
+        ResourceFixupQueue fixups = component->build(&m_package);
+        for (auto& fixup : fixups)
+            combined.push_back(std::move(fixup));
+    }
+    fixupResources(&m_package, combined);
+    writeConfig(&m_package, uuid);
+    Bundle::Zip::compressAll(m_packagePath, m_package.folder, m_packOptions);
+}
+
+void Builder::fixupResources(Package::Object* package, const ResourceFixupQueue& fixups) {
+    const QString resourceFolder =
+        QStringLiteral("%1/%2/").arg(package->folder).arg(PackageStructureDescription::resourcesDir);
+    FS::makePath(resourceFolder);
+    for (const ResourceFixup& fixup : fixups)
+        fixup(resourceFolder);  // an empty fixup throws std::bad_function_call
+}
+
+void Builder::writeConfig(Package::Object* package, const QString& uuid) {
+    const QString folder = package->folder;
+    m_preview.save(folder + QStringLiteral("/preview.png"), nullptr, -1);
+    auto writer = std::make_shared<Bundle::FlatWriter>(folder);
+    // Measured before the description and the content file exist, so they are not counted.
+    const qint64 size = FS::pathSize(folder);
+    PresetWriter presetWriter(writer, m_descriptionRules, m_manifestName, size, uuid);
+    const QByteArray content = Serialize::writeArchive(*package, presetWriter, Serialize::Format::Xml);
+    presetWriter.contentWriter()->writeContent(m_descriptionRules.contentFile, content);
+}
+
+}  // namespace Package

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "platform/serialize/content_receiver.h"
+
+namespace Bundle {
+
+// Gives back the images and blobs that an archive in `folder` names, reading them from that folder.
+// Only plain file names are accepted, so an archive cannot reach outside its folder.
+class FolderContentSource : public Serialize::IContentSource {
+public:
+    explicit FolderContentSource(const QString& folder);
+
+    Types::Image GetImage(const QString& name) override;
+    QByteArray GetBlob(const QString& name) override;
+
+private:
+    QString resolve(const QString& name) const;
+    QString m_folder;
+};
+
+}  // namespace Bundle

@@ -1,0 +1,141 @@
+#include "platform/bundle/package_reader.h"
+
+#include <QFile>
+#include <QXmlStreamReader>
+
+#include "platform/bundle/bundle_error.h"
+#include "platform/bundle/flat_writer.h"
+#include "platform/bundle/folder_content_source.h"
+#include "platform/bundle/zip.h"
+#include "platform/layout/package_structure_description.h"
+#include "platform/serialize/archive.h"
+
+namespace Bundle {
+namespace {
+
+// Content files hold add-on lists only; anything near this size is not one of ours.
+constexpr qint64 kMaxContentBytes = qint64(256) << 20;
+constexpr qint64 kMaxDescriptionBytes = qint64(1) << 20;
+
+[[noreturn]] void fail(const QString& source, qint64 line, const QString& what) {
+    throw Error(QStringLiteral("%1:%2: %3").arg(source).arg(line).arg(what).toStdString());
+}
+
+QByteArray readFile(const QString& path, qint64 limit) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw Error(QStringLiteral("cannot read %1: %2").arg(path, file.errorString()).toStdString());
+    if (file.size() > limit)
+        throw Error(QStringLiteral("%1 is too large (%2 bytes)").arg(path).arg(file.size()).toStdString());
+    return file.readAll();
+}
+
+}  // namespace
+
+PackageManifest parseManifest(const QByteArray& data, const QString& sourceName) {
+    using Rules = DescriptionParseRules;
+    PackageManifest manifest;
+    QXmlStreamReader xml(data);
+    bool haveManifest = false;
+    bool haveRoot = false;
+    QStringList seen;
+    int depth = 0;
+    QString parent;
+    while (!xml.atEnd()) {
+        const auto token = xml.readNext();
+        if (token == QXmlStreamReader::DTD)
+            fail(sourceName, xml.lineNumber(), QStringLiteral("document type declarations are not allowed"));
+        if (token == QXmlStreamReader::EntityReference)
+            fail(sourceName, xml.lineNumber(), QStringLiteral("entity references are not allowed"));
+        if (token == QXmlStreamReader::EndElement) {
+            --depth;
+            continue;
+        }
+        if (token != QXmlStreamReader::StartElement)
+            continue;
+        ++depth;
+        const QString name = xml.name().toString();
+        if (depth == 1) {
+            if (name != Rules::versionsTag)
+                fail(sourceName, xml.lineNumber(),
+                     QStringLiteral("not a package description: the root element is <%1>, not <%2>")
+                         .arg(name, Rules::versionsTag));
+            haveRoot = true;
+        } else if (depth == 2 && name == Rules::manifestFileTag) {
+            manifest.contentFile = xml.attributes().value(Rules::fileTag).toString();
+            bool ok = false;
+            manifest.version = xml.attributes().value(Rules::versionTag).toInt(&ok);
+            if (!ok)
+                fail(sourceName, xml.lineNumber(),
+                     QStringLiteral("<%1> has no valid '%2'").arg(Rules::manifestFileTag, Rules::versionTag));
+            if (!isPlainFileName(manifest.contentFile))
+                fail(sourceName, xml.lineNumber(),
+                     QStringLiteral("<%1> names the content file '%2', which is not a plain file name")
+                         .arg(Rules::manifestFileTag, manifest.contentFile));
+            haveManifest = true;
+        } else if (depth == 2 && name == Rules::additionalsTag) {
+            parent = name;
+        } else if (depth == 3 && parent == Rules::additionalsTag) {
+            const qint64 line = xml.lineNumber();
+            const QString text = xml.readElementText(QXmlStreamReader::ErrorOnUnexpectedElement);
+            --depth;
+            if (xml.hasError())
+                break;
+            seen << name;
+            if (name == QLatin1String("uuid")) {
+                manifest.uuid = text;
+            } else if (name == QLatin1String("name")) {
+                manifest.name = text;
+            } else if (name == QLatin1String("previewPath")) {
+                manifest.previewPath = text;
+            } else if (name == QLatin1String("size")) {
+                bool ok = false;
+                manifest.size = text.toLongLong(&ok);
+                if (!ok || manifest.size < 0)
+                    fail(sourceName, line, QStringLiteral("<size> holds '%1', not a size in bytes").arg(text));
+            }
+        }
+    }
+    if (xml.hasError())
+        fail(sourceName, xml.lineNumber(), QStringLiteral("malformed XML: %1").arg(xml.errorString()));
+    if (!haveRoot)
+        fail(sourceName, xml.lineNumber(), QStringLiteral("not a package description: no <%1>").arg(Rules::versionsTag));
+    if (!haveManifest)
+        fail(sourceName, xml.lineNumber(), QStringLiteral("no <%1> element").arg(Rules::manifestFileTag));
+    if (manifest.version > Package::PackageDescription::actualVersion())
+        fail(sourceName, 1, QStringLiteral("package layout version %1 is newer than the supported version %2")
+                                .arg(manifest.version)
+                                .arg(Package::PackageDescription::actualVersion()));
+    for (const char* required : {"uuid", "name", "size"}) {
+        if (!seen.contains(QLatin1String(required)))
+            fail(sourceName, xml.lineNumber(),
+                 QStringLiteral("<%1> has no <%2>").arg(Rules::additionalsTag, QLatin1String(required)));
+    }
+    return manifest;
+}
+
+Package::Object readPackageFolder(const QString& folder, PackageManifest* manifestOut,
+                                  const DescriptionParseRules& rules) {
+    const QString descriptionPath = folder + QLatin1Char('/') + rules.descriptionFile;
+    const PackageManifest manifest = parseManifest(readFile(descriptionPath, kMaxDescriptionBytes), descriptionPath);
+    const QString contentPath = folder + QLatin1Char('/') + manifest.contentFile;
+    const QByteArray content = readFile(contentPath, kMaxContentBytes);
+
+    Package::Object object;
+    Serialize::ObjectStorage storage;
+    FolderContentSource source(folder);
+    Serialize::readArchive(content, contentPath, object, source, storage);
+    // The object is where it was unpacked now, wherever it was built.
+    object.folder = folder;
+    if (manifestOut)
+        *manifestOut = manifest;
+    return object;
+}
+
+Package::Object openPackage(const QString& packagePath, const QString& folder, PackageManifest* manifest,
+                            const DescriptionParseRules& rules) {
+    Zip::extractAll(packagePath, folder);
+    return readPackageFolder(folder, manifest, rules);
+}
+
+}  // namespace Bundle

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QString>
+
+#include "platform/bundle/description_parse_rules.h"
+#include "platform/model/package_object.h"
+
+namespace Bundle {
+
+// What a package description ("package.xml") says.
+struct PackageManifest {
+    QString contentFile;  // the content file's name, a plain file name in the package root
+    int version = 0;
+    QString uuid;
+    QString name;
+    qint64 size = 0;
+    QString previewPath;
+};
+
+// Parses a package description. Throws Bundle::Error naming `sourceName`, the line and the element
+// for malformed XML, a missing element, a content file name that is not a plain file name, or a
+// layout version newer than this library's.
+PackageManifest parseManifest(const QByteArray& data, const QString& sourceName);
+
+// Reads "package.xml" and the content file of an unpacked package in `folder` into a package object
+// whose folder is `folder`. Throws Bundle::Error or Serialize::Error naming the file and the place.
+Package::Object readPackageFolder(const QString& folder, PackageManifest* manifest = nullptr,
+                                  const DescriptionParseRules& rules = {});
+
+// Unpacks a package file safely into `folder` (which must not exist or be empty), then reads it as
+// readPackageFolder does.
+Package::Object openPackage(const QString& packagePath, const QString& folder,
+                            PackageManifest* manifest = nullptr, const DescriptionParseRules& rules = {});
+
+}  // namespace Bundle

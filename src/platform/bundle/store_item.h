@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QString>
+
+#include "platform/model/persistent_item.h"
+#include "platform/serialize/object_storage.h"
+
+namespace Bundle {
+
+// The archive of a stored item inside its folder; its images lie beside it, the first named
+// "preview.png".
+inline const QString itemFileName = QStringLiteral("item.xml");
+
+// Writes `object` as "item.xml" (and its images) into `folder`, creating the folder. Returns false
+// when the folder or a file cannot be written; serialization errors are thrown.
+bool storeArchive(const QString& folder, const Serialize::ISerializable& object);
+
+// Reads "item.xml" of `folder` into `object`; created sub-objects go to `storage`. Throws
+// Serialize::Error (or Bundle::Error when the file cannot be read) naming the file.
+void loadArchive(const QString& folder, Serialize::ISerializable& object, Serialize::ObjectStorage& storage);
+
+// Stores a persistent item into the folder `path`.
+template <class T>
+bool storeItem(const QString& path, const EditorCollection::PersistentItem<T>* item) {
+    return item && storeArchive(path, *item);
+}
+
+template <class T>
+bool storeItem(const QString& path, const EditorCollection::PersistentItem<T>& item) {
+    return storeArchive(path, item);
+}
+
+// Loads the persistent item stored in the folder `path`. Its item lives in `storage`. Throws
+// std::bad_cast when the stored item is not a T.
+template <class T>
+EditorCollection::PersistentItem<T> loadItem(const QString& path, Serialize::ObjectStorage& storage) {
+    EditorCollection::PersistentItem<T> record;
+    loadArchive(path, record, storage);
+    return record;
+}
+
+}  // namespace Bundle

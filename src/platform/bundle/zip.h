@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QtGlobal>
+
+#include <functional>
+#include <vector>
+
+#include "platform/bundle/bundle_error.h"
+
+// Zip archives of a folder tree: the container format of packages.
+namespace Bundle::Zip {
+
+struct PackOptions {
+    // Called with the fraction done (0..1); return false to cancel the pack (the call then
+    // throws Bundle::Error and leaves no package file).
+    std::function<bool(double)> progress;
+};
+
+// Packs every regular file and every folder under `folder` into the zip file `packagePath`, with
+// entry names relative to `folder`, "/"-separated, in byte order of their UTF-8 names. Media that
+// is compressed already is stored, everything else deflated. Symbolic links and special files are
+// skipped, and so is the package itself when it lies inside `folder`. The package appears only
+// complete: a failure or a cancel leaves no file at or beside `packagePath`, and a file that was
+// there stays untouched. Throws Bundle::Error naming the package and the file at fault.
+void compressAll(const QString& packagePath, const QString& folder, const PackOptions& options = {});
+
+// True when a file of this name is stored rather than deflated (its extension, any case).
+bool isStoredByName(const QString& fileName);
+
+struct ExtractLimits {
+    qint64 maxEntries = 100000;
+    qint64 maxTotalBytes = qint64(16) << 30;  // sum of the bytes actually written
+    qint64 maxEntryBytes = qint64(8) << 30;
+    double maxRatio = 1000.0;  // uncompressed/compressed, checked for entries above 1 MiB
+};
+
+// Unpacks the archive into `folder`, which must not exist or be an empty folder. Refuses unsafe
+// entry names, links and special files, duplicates and file/folder clashes, encrypted entries, and
+// stops at the limits, counting the bytes that are really decompressed. Writes beside `folder` and
+// renames into place when everything succeeded, so a failure leaves nothing behind. Throws
+// Bundle::Error naming the archive and the entry.
+void extractAll(const QString& archivePath, const QString& folder, const ExtractLimits& limits = {});
+
+struct Entry {
+    QString name;
+    qint64 size = 0;
+    qint64 compressedSize = 0;
+    quint32 crc = 0;
+    bool stored = false;
+    bool isDirectory = false;
+};
+
+// The entries in archive order. Throws Bundle::Error if the file is not a readable zip.
+std::vector<Entry> list(const QString& archivePath);
+
+// Reads every entry fully, checking CRCs, and checks the names as extractAll would. Returns one
+// line per problem, empty when the archive is sound. Throws Bundle::Error if the file cannot be
+// opened as a zip at all.
+QStringList check(const QString& archivePath);
+
+}  // namespace Bundle::Zip

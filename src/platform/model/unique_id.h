@@ -1,0 +1,6 @@
+#pragma once
+
+#include <QString>
+
+// A new id for an editor item, unique across processes: a UUID without braces.
+QString nextUniqueId();

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QByteArray>
+#include <QMap>
+#include <memory>
+
+#include "platform/serialize/content_receiver.h"
+#include "platform/serialize/deserializer.h"
+#include "platform/serialize/formatter.h"
+#include "platform/serialize/object_storage.h"
+
+namespace Serialize {
+
+// Serializes `root` into a complete archive of the given format.
+QByteArray writeArchive(const ISerializable& root, IContentReceiver& receiver,
+                        Format format = Format::Xml);
+
+// Reads an archive into an existing root object of the same type. `sourceName` names the archive in
+// error messages.
+void readArchive(const QByteArray& data, const QString& sourceName, ISerializable& root,
+                 IContentSource& source, ObjectStorage& storage);
+
+// Reads an archive, creating its root object through the type registry (null for a null root).
+std::unique_ptr<ISerializable> readArchive(const QByteArray& data, const QString& sourceName,
+                                           IContentSource& source, ObjectStorage& storage);
+
+// Keeps images and blobs in memory, as receiver and as source: for cloning and for tests.
+class MemoryContent : public IContentReceiver, public IContentSource {
+public:
+    QString PutImage(const Types::Image& image) override;
+    QString PutBlob(const QByteArray& data) override;
+    Types::Image GetImage(const QString& name) override;
+    QByteArray GetBlob(const QString& name) override;
+
+private:
+    QMap<QString, Types::Image> m_images;
+    QMap<QString, QByteArray> m_blobs;
+};
+
+}  // namespace Serialize

@@ -1,0 +1,78 @@
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+#include <zip.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+
+namespace TestSupport {
+
+void writeFile(const QString& path, const QByteArray& data) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size())
+        ADD_FAILURE() << "cannot write " << path.toStdString();
+}
+
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        ADD_FAILURE() << "cannot read " << path.toStdString();
+        return {};
+    }
+    return file.readAll();
+}
+
+int run(const QString& program, const QStringList& arguments, QString* output) {
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    if (!process.waitForFinished(120000))
+        return -1;
+    if (output)
+        *output = QString::fromUtf8(process.readAll());
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+QStringList zipEntries(const QString& zipPath) {
+    QStringList names;
+    int error = 0;
+    zip_t* archive = zip_open(QFile::encodeName(zipPath).constData(), ZIP_RDONLY, &error);
+    if (!archive) {
+        ADD_FAILURE() << "cannot open zip " << zipPath.toStdString();
+        return names;
+    }
+    const zip_int64_t count = zip_get_num_entries(archive, 0);
+    for (zip_int64_t i = 0; i < count; ++i)
+        names << QString::fromUtf8(zip_get_name(archive, zip_uint64_t(i), 0));
+    zip_close(archive);
+    return names;
+}
+
+QByteArray zipEntry(const QString& zipPath, const QString& name) {
+    int error = 0;
+    zip_t* archive = zip_open(QFile::encodeName(zipPath).constData(), ZIP_RDONLY, &error);
+    if (!archive) {
+        ADD_FAILURE() << "cannot open zip " << zipPath.toStdString();
+        return {};
+    }
+    QByteArray data;
+    zip_stat_t stat;
+    if (zip_stat(archive, name.toUtf8().constData(), 0, &stat) == 0) {
+        zip_file_t* file = zip_fopen_index(archive, stat.index, 0);
+        data.resize(int(stat.size));
+        if (!file || zip_fread(file, data.data(), stat.size) != zip_int64_t(stat.size))
+            ADD_FAILURE() << "cannot read " << name.toStdString() << " from " << zipPath.toStdString();
+        if (file)
+            zip_fclose(file);
+    } else {
+        ADD_FAILURE() << zipPath.toStdString() << " has no entry " << name.toStdString();
+    }
+    zip_close(archive);
+    return data;
+}
+
+}  // namespace TestSupport

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+namespace TestSupport {
+
+// Writes a file (and its folders) with the given bytes.
+void writeFile(const QString& path, const QByteArray& data);
+QByteArray readFile(const QString& path);
+
+// Runs a program and returns its exit code; its output goes to `output` when given.
+int run(const QString& program, const QStringList& arguments, QString* output = nullptr);
+
+// The names of the entries of a zip file, in archive order.
+QStringList zipEntries(const QString& zipPath);
+// The bytes of one entry of a zip file; fails the test when it is missing.
+QByteArray zipEntry(const QString& zipPath, const QString& name);
+
+}  // namespace TestSupport

@@ -1,0 +1,303 @@
+#include <gtest/gtest.h>
+
+#include <QPainter>
+#include <cmath>
+#include <limits>
+
+#include "platform/serialize/archive.h"
+#include "platform/serialize/cloner.h"
+#include "platform/serialize/collections.h"
+#include "platform/serialize/error.h"
+#include "platform/serialize/serializer.h"
+#include "platform/serialize/type_registry.h"
+
+namespace {
+
+// A record that holds one value of every kind the format knows, nested objects included.
+class Sample : public Serialize::ISerializable {
+public:
+    bool flag = false;
+    qint32 small = 0;
+    qint64 large = 0;
+    double number = 0;
+    QString text;
+    Types::Image image;
+    std::vector<QString> list;
+    Sample* child = nullptr;  // owned by whoever made it (a storage when read)
+    QString baseText;         // written in a section, as a base class's body is
+
+    std::string typeName() const override { return "Test::Sample"; }
+    void Serialize(Serialize::ISerializer& s) const override {
+        s.key("BaseOfObject");
+        s.beginSection();
+        s.write("baseText", baseText);
+        s.endSection();
+        s.write("flag", flag);
+        s.write("small", small);
+        s.write("large", large);
+        s.write("number", number);
+        s.write("text", text);
+        s.write("image", image);
+        Serialize::writeStringArray(s, "list", list);
+        s.write("child", child);
+    }
+    void Deserialize(Serialize::IDeserializer& d) override {
+        d.key("BaseOfObject");
+        d.beginSection();
+        d.read("baseText", baseText);
+        d.endSection();
+        d.read("flag", flag);
+        d.read("small", small);
+        d.read("large", large);
+        d.read("number", number);
+        d.read("text", text);
+        d.read("image", image);
+        list.clear();
+        d.key("list");
+        const qint64 count = d.beginArray();
+        for (qint64 i = 0; i < count; ++i) {
+            d.beginElement();
+            QString value;
+            d.read("Data", value);
+            list.push_back(value);
+            d.endElement();
+        }
+        d.endArray();
+        d.key("child");
+        child = dynamic_cast<Sample*>(d.adoptObject());
+    }
+};
+
+const Serialize::RegisterType<Sample> registerSample("Test::Sample");
+
+QByteArray write(const Sample& sample, Serialize::MemoryContent& content) {
+    return Serialize::writeArchive(sample, content);
+}
+
+Sample readBack(const QByteArray& data, Serialize::MemoryContent& content, Serialize::ObjectStorage& storage) {
+    Sample result;
+    Serialize::readArchive(data, QStringLiteral("sample.xml"), result, content, storage);
+    return result;
+}
+
+// The message of the error that reading `xml` raises, or an empty string when it reads.
+std::string readError(const QByteArray& xml) {
+    Serialize::MemoryContent content;
+    Serialize::ObjectStorage storage;
+    try {
+        readBack(xml, content, storage);
+    } catch (const Serialize::Error& error) {
+        return error.what();
+    }
+    return std::string();
+}
+
+QByteArray validArchive() {
+    Sample sample;
+    sample.text = QStringLiteral("plain");
+    Serialize::MemoryContent content;
+    return write(sample, content);
+}
+
+}  // namespace
+
+TEST(XmlFormat, EveryValueRoundTripsExactly) {
+    const double doubles[] = {0.0, -0.0, 0.1, 1.0 / 3.0, 1e308, 5e-324, -2.5e-10,
+                              std::numeric_limits<double>::infinity(),
+                              -std::numeric_limits<double>::infinity(),
+                              std::numeric_limits<double>::quiet_NaN()};
+    const QString texts[] = {QString(), QStringLiteral(" spaced  "), QStringLiteral("Grüße, 東京 🎬"),
+                             QStringLiteral("<&>\"'"), QStringLiteral("line\nbreak\ttab"),
+                             QStringLiteral("carriage\rreturn \x01 control"),
+                             QString(QChar(0xD800)) /* a lone surrogate */};
+    for (double number : doubles) {
+        for (const QString& text : texts) {
+            Sample sample;
+            sample.flag = true;
+            sample.small = std::numeric_limits<qint32>::min();
+            sample.large = std::numeric_limits<qint64>::max();
+            sample.number = number;
+            sample.text = text;
+            sample.baseText = text;
+            sample.list = {QStringLiteral("a"), QString(), text};
+            Serialize::MemoryContent content;
+            Serialize::ObjectStorage storage;
+            const Sample back = readBack(write(sample, content), content, storage);
+            EXPECT_EQ(back.flag, true);
+            EXPECT_EQ(back.small, sample.small);
+            EXPECT_EQ(back.large, sample.large);
+            if (std::isnan(number)) {
+                EXPECT_TRUE(std::isnan(back.number));
+            } else {
+                EXPECT_EQ(back.number, number);
+                EXPECT_EQ(std::signbit(back.number), std::signbit(number));
+            }
+            EXPECT_EQ(back.text, text);
+            EXPECT_EQ(back.baseText, text);
+            EXPECT_EQ(back.list, sample.list);
+            EXPECT_EQ(back.child, nullptr);
+        }
+    }
+}
+
+TEST(XmlFormat, NestedObjectsAndImagesRoundTrip) {
+    Sample inner;
+    inner.large = -(qint64(1) << 62);
+    inner.image = Types::Image(3, 2);
+    inner.image.fill(Qt::red);
+    Sample outer;
+    outer.child = &inner;
+
+    Serialize::MemoryContent content;
+    Serialize::ObjectStorage storage;
+    const Sample back = readBack(write(outer, content), content, storage);
+    ASSERT_NE(back.child, nullptr);
+    EXPECT_EQ(back.child->large, inner.large);
+    EXPECT_EQ(back.child->image.size(), QSize(3, 2));
+    EXPECT_EQ(back.child->image.toImage().pixelColor(1, 1), QColor(Qt::red));
+    EXPECT_TRUE(back.image.isNull());
+    EXPECT_EQ(storage.size(), 1u);
+}
+
+TEST(XmlFormat, ArchiveIsReadableXmlWithTypedKeys) {
+    Sample sample;
+    sample.large = 9007199254740993;  // not representable as a double
+    sample.list = {QStringLiteral("x")};
+    Serialize::MemoryContent content;
+    const QString xml = QString::fromUtf8(write(sample, content));
+    EXPECT_TRUE(xml.startsWith(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>")));
+    EXPECT_TRUE(xml.contains(QStringLiteral("<root t=\"obj\" class=\"Test::Sample\">")));
+    EXPECT_TRUE(xml.contains(QStringLiteral("<large t=\"i64\">9007199254740993</large>")));
+    EXPECT_TRUE(xml.contains(QStringLiteral("<list t=\"array\" count=\"1\">")));
+    EXPECT_TRUE(xml.contains(QStringLiteral("<e n=\"1\">")));
+    EXPECT_TRUE(xml.contains(QStringLiteral("<child t=\"null\"/>")));
+}
+
+TEST(XmlFormat, MalformedAndForeignInputIsRejectedWithItsPlace) {
+    const QByteArray valid = validArchive();
+    ASSERT_EQ(readError(valid), "");
+
+    struct Case {
+        const char* what;
+        QByteArray xml;
+        const char* expected;  // a part of the message
+    };
+    QByteArray truncated = valid.left(valid.size() / 2);
+    QByteArray wrongType = valid;
+    wrongType.replace("<small t=\"i32\">0</small>", "<small t=\"str\">0</small>");
+    QByteArray badNumber = valid;
+    badNumber.replace("<small t=\"i32\">0</small>", "<small t=\"i32\">12abc</small>");
+    QByteArray overflow = valid;
+    overflow.replace("<small t=\"i32\">0</small>", "<small t=\"i32\">4294967296</small>");
+    QByteArray missingKey = valid;
+    missingKey.replace("<flag t=\"bool\">false</flag>", "");
+    QByteArray extraKey = valid;
+    extraKey.replace("<child t=\"null\"/>", "<child t=\"null\"/><extra t=\"bool\">true</extra>");
+    QByteArray foreignType = valid;
+    foreignType.replace("class=\"Test::Sample\"", "class=\"Test::Other\"");
+    QByteArray unknownChild = valid;
+    unknownChild.replace("<child t=\"null\"/>", "<child t=\"obj\" class=\"No::Such\"/>");
+    QByteArray countMismatch = valid;
+    countMismatch.replace("<list t=\"array\" count=\"0\"/>", "<list t=\"array\" count=\"1000000000\"/>");
+    QByteArray badBool = valid;
+    badBool.replace("<flag t=\"bool\">false</flag>", "<flag t=\"bool\">yes</flag>");
+    QByteArray doctype = valid;
+    doctype.replace("<archive", "<!DOCTYPE archive [<!ENTITY a \"aaaaaaaa\">]><archive");
+    QByteArray external = valid;
+    external.replace("<archive", "<!DOCTYPE archive [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><archive");
+    QByteArray entity = valid;
+    entity.replace("<text t=\"str\">plain</text>", "<text t=\"str\">&undeclared;</text>");
+    QByteArray deep = "<?xml version=\"1.0\"?><archive format=\"0\"><root t=\"obj\" class=\"Test::Sample\">";
+    for (int i = 0; i < 500; ++i)
+        deep += "<s t=\"sec\">";
+
+    const Case cases[] = {
+        {"empty", QByteArray(), "the document ends too early"},
+        {"not XML", "just text", "malformed XML"},
+        {"truncated", truncated, "malformed XML"},
+        {"other root", "<?xml version=\"1.0\"?><html/>", "not an archive"},
+        {"other format", QByteArray(valid).replace("format=\"0\"", "format=\"7\""), "unsupported archive format"},
+        {"wrong value type", wrongType, "key 'small': expected i32, found str"},
+        {"bad integer", badNumber, "not a 32-bit integer"},
+        {"integer overflow", overflow, "not a 32-bit integer"},
+        {"bad bool", badBool, "not a bool"},
+        {"missing key", missingKey, "key 'flag': missing"},
+        {"extra key", extraKey, "key 'extra': unexpected"},
+        {"foreign root type", foreignType, "holds a 'Test::Other' where a 'Test::Sample' belongs"},
+        {"unknown type", unknownChild, "unknown type 'No::Such'"},
+        {"count mismatch", countMismatch, "announces 1000000000 elements but holds 0"},
+        {"internal entities", doctype, "document type declarations are not allowed"},
+        {"external entities", external, "document type declarations are not allowed"},
+        {"undeclared entity", entity, "malformed XML"},
+        {"deep nesting", deep, "nested deeper than"},
+    };
+    for (const Case& c : cases) {
+        const std::string message = readError(c.xml);
+        EXPECT_NE(message.find(c.expected), std::string::npos)
+            << c.what << ": got \"" << message << "\", expected a message with \"" << c.expected << "\"";
+        if (c.xml.size() > 0 && std::string(c.what) != "not XML") {
+            EXPECT_EQ(message.rfind("sample.xml:", 0), 0u) << c.what << ": " << message;
+        }
+    }
+}
+
+TEST(XmlFormat, MessagesNameTheLine) {
+    QByteArray xml = validArchive();
+    xml.replace("<small t=\"i32\">0</small>", "<small t=\"i32\">zero</small>");
+    const int line = xml.left(xml.indexOf("<small")).count('\n') + 1;
+    EXPECT_NE(readError(xml).find("sample.xml:" + std::to_string(line) + ": key 'small'"), std::string::npos)
+        << readError(xml);
+}
+
+TEST(XmlFormat, SerializerRefusesBrokenStructure) {
+    // An object that announces more elements than it writes must not produce an archive.
+    class Liar : public Serialize::ISerializable {
+    public:
+        std::string typeName() const override { return "Test::Liar"; }
+        void Serialize(Serialize::ISerializer& s) const override {
+            s.key("values");
+            s.beginArray(2);
+            s.beginElement();
+            s.write("Data", QStringLiteral("only one"));
+            s.endElement();
+            s.endArray();
+        }
+        void Deserialize(Serialize::IDeserializer&) override {}
+    };
+    Serialize::MemoryContent content;
+    EXPECT_THROW(Serialize::writeArchive(Liar(), content), Serialize::Error);
+
+    class BadKey : public Liar {
+    public:
+        void Serialize(Serialize::ISerializer& s) const override { s.write("not a key", true); }
+    };
+    EXPECT_THROW(Serialize::writeArchive(BadKey(), content), Serialize::Error);
+}
+
+TEST(XmlFormat, ClonerMakesIndependentCopies) {
+    Sample inner;
+    inner.text = QStringLiteral("inner");
+    Sample outer;
+    outer.number = std::numeric_limits<double>::quiet_NaN();
+    outer.child = &inner;
+
+    Serialize::ObjectStorage storage;
+    Sample* clone = Serialize::Cloner().clone(&outer, storage);
+    ASSERT_NE(clone, nullptr);
+    ASSERT_NE(clone->child, nullptr);
+    EXPECT_NE(clone->child, &inner);
+    EXPECT_EQ(clone->child->text, QStringLiteral("inner"));
+    EXPECT_TRUE(std::isnan(clone->number));
+    clone->child->text = QStringLiteral("changed");
+    EXPECT_EQ(inner.text, QStringLiteral("inner"));
+
+    EXPECT_EQ(Serialize::Cloner().cloneImpl(nullptr, storage), nullptr);
+}
+
+TEST(XmlFormat, EveryRegisteredTypeReportsItsRegisteredName) {
+    for (const std::string& name : Serialize::TypeRegistry::global().typeNames()) {
+        const auto object = Serialize::TypeRegistry::global().create(name);
+        ASSERT_NE(object, nullptr) << name;
+        EXPECT_EQ(object->typeName(), name);
+    }
+}
