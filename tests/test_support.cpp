@@ -65,7 +65,8 @@ QByteArray zipEntry(const QString& zipPath, const QString& name) {
         zip_file_t* file = zip_fopen_index(archive, stat.index, 0);
         data.resize(int(stat.size));
         if (!file || zip_fread(file, data.data(), stat.size) != zip_int64_t(stat.size))
-            ADD_FAILURE() << "cannot read " << name.toStdString() << " from " << zipPath.toStdString();
+            ADD_FAILURE() << "cannot read " << name.toStdString() << " from "
+                          << zipPath.toStdString();
         if (file)
             zip_fclose(file);
     } else {

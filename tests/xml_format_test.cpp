@@ -74,7 +74,8 @@ QByteArray write(const Sample& sample, Serialize::MemoryContent& content) {
     return Serialize::writeArchive(sample, content);
 }
 
-Sample readBack(const QByteArray& data, Serialize::MemoryContent& content, Serialize::ObjectStorage& storage) {
+Sample readBack(const QByteArray& data, Serialize::MemoryContent& content,
+                Serialize::ObjectStorage& storage) {
     Sample result;
     Serialize::readArchive(data, QStringLiteral("sample.xml"), result, content, storage);
     return result;
@@ -102,12 +103,21 @@ QByteArray validArchive() {
 }  // namespace
 
 TEST(XmlFormat, EveryValueRoundTripsExactly) {
-    const double doubles[] = {0.0, -0.0, 0.1, 1.0 / 3.0, 1e308, 5e-324, -2.5e-10,
+    const double doubles[] = {0.0,
+                              -0.0,
+                              0.1,
+                              1.0 / 3.0,
+                              1e308,
+                              5e-324,
+                              -2.5e-10,
                               std::numeric_limits<double>::infinity(),
                               -std::numeric_limits<double>::infinity(),
                               std::numeric_limits<double>::quiet_NaN()};
-    const QString texts[] = {QString(), QStringLiteral(" spaced  "), QStringLiteral("Grüße, 東京 🎬"),
-                             QStringLiteral("<&>\"'"), QStringLiteral("line\nbreak\ttab"),
+    const QString texts[] = {QString(),
+                             QStringLiteral(" spaced  "),
+                             QStringLiteral("Grüße, 東京 🎬"),
+                             QStringLiteral("<&>\"'"),
+                             QStringLiteral("line\nbreak\ttab"),
                              QStringLiteral("carriage\rreturn \x01 control"),
                              QString(QChar(0xD800)) /* a lone surrogate */};
     for (double number : doubles) {
@@ -198,16 +208,19 @@ TEST(XmlFormat, MalformedAndForeignInputIsRejectedWithItsPlace) {
     QByteArray unknownChild = valid;
     unknownChild.replace("<child t=\"null\"/>", "<child t=\"obj\" class=\"No::Such\"/>");
     QByteArray countMismatch = valid;
-    countMismatch.replace("<list t=\"array\" count=\"0\"/>", "<list t=\"array\" count=\"1000000000\"/>");
+    countMismatch.replace("<list t=\"array\" count=\"0\"/>",
+                          "<list t=\"array\" count=\"1000000000\"/>");
     QByteArray badBool = valid;
     badBool.replace("<flag t=\"bool\">false</flag>", "<flag t=\"bool\">yes</flag>");
     QByteArray doctype = valid;
     doctype.replace("<archive", "<!DOCTYPE archive [<!ENTITY a \"aaaaaaaa\">]><archive");
     QByteArray external = valid;
-    external.replace("<archive", "<!DOCTYPE archive [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><archive");
+    external.replace("<archive",
+                     "<!DOCTYPE archive [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><archive");
     QByteArray entity = valid;
     entity.replace("<text t=\"str\">plain</text>", "<text t=\"str\">&undeclared;</text>");
-    QByteArray deep = "<?xml version=\"1.0\"?><archive format=\"0\"><root t=\"obj\" class=\"Test::Sample\">";
+    QByteArray deep =
+        "<?xml version=\"1.0\"?><archive format=\"0\"><root t=\"obj\" class=\"Test::Sample\">";
     for (int i = 0; i < 500; ++i)
         deep += "<s t=\"sec\">";
 
@@ -216,7 +229,8 @@ TEST(XmlFormat, MalformedAndForeignInputIsRejectedWithItsPlace) {
         {"not XML", "just text", "malformed XML"},
         {"truncated", truncated, "malformed XML"},
         {"other root", "<?xml version=\"1.0\"?><html/>", "not an archive"},
-        {"other format", QByteArray(valid).replace("format=\"0\"", "format=\"7\""), "unsupported archive format"},
+        {"other format", QByteArray(valid).replace("format=\"0\"", "format=\"7\""),
+         "unsupported archive format"},
         {"wrong value type", wrongType, "key 'small': expected i32, found str"},
         {"bad integer", badNumber, "not a 32-bit integer"},
         {"integer overflow", overflow, "not a 32-bit integer"},
@@ -234,7 +248,8 @@ TEST(XmlFormat, MalformedAndForeignInputIsRejectedWithItsPlace) {
     for (const Case& c : cases) {
         const std::string message = readError(c.xml);
         EXPECT_NE(message.find(c.expected), std::string::npos)
-            << c.what << ": got \"" << message << "\", expected a message with \"" << c.expected << "\"";
+            << c.what << ": got \"" << message << "\", expected a message with \"" << c.expected
+            << "\"";
         if (c.xml.size() > 0 && std::string(c.what) != "not XML") {
             EXPECT_EQ(message.rfind("sample.xml:", 0), 0u) << c.what << ": " << message;
         }
@@ -245,7 +260,8 @@ TEST(XmlFormat, MessagesNameTheLine) {
     QByteArray xml = validArchive();
     xml.replace("<small t=\"i32\">0</small>", "<small t=\"i32\">zero</small>");
     const int line = xml.left(xml.indexOf("<small")).count('\n') + 1;
-    EXPECT_NE(readError(xml).find("sample.xml:" + std::to_string(line) + ": key 'small'"), std::string::npos)
+    EXPECT_NE(readError(xml).find("sample.xml:" + std::to_string(line) + ": key 'small'"),
+              std::string::npos)
         << readError(xml);
 }
 

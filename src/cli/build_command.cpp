@@ -41,35 +41,43 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Builds a package from a JSON recipe."));
     parser.addHelpOption();
-    parser.addPositionalArgument(QStringLiteral("recipe"), QStringLiteral("The recipe file (JSON)."));
+    parser.addPositionalArgument(QStringLiteral("recipe"),
+                                 QStringLiteral("The recipe file (JSON)."));
     const QCommandLineOption outputOption({QStringLiteral("o"), QStringLiteral("output")},
-                                          QStringLiteral("Write the package to FILE."), QStringLiteral("FILE"));
-    const QCommandLineOption uuidOption(QStringLiteral("uuid"), QStringLiteral("The package id (default: generated)."),
+                                          QStringLiteral("Write the package to FILE."),
+                                          QStringLiteral("FILE"));
+    const QCommandLineOption uuidOption(QStringLiteral("uuid"),
+                                        QStringLiteral("The package id (default: generated)."),
                                         QStringLiteral("ID"));
-    const QCommandLineOption keepOption(QStringLiteral("keep-work"),
-                                        QStringLiteral("Lay the working folder out in DIR and keep it."),
-                                        QStringLiteral("DIR"));
-    const QCommandLineOption strictOption(QStringLiteral("strict"),
-                                          QStringLiteral("Treat warnings (missing source files) as errors."));
+    const QCommandLineOption keepOption(
+        QStringLiteral("keep-work"),
+        QStringLiteral("Lay the working folder out in DIR and keep it."), QStringLiteral("DIR"));
+    const QCommandLineOption strictOption(
+        QStringLiteral("strict"),
+        QStringLiteral("Treat warnings (missing source files) as errors."));
     parser.addOptions({outputOption, uuidOption, keepOption, strictOption});
     if (!parser.parse(QStringList{QStringLiteral("packwright build")} + arguments))
-        throw Error(QStringLiteral("build: %1 (see packwright build --help)").arg(parser.errorText()), 2);
+        throw Error(
+            QStringLiteral("build: %1 (see packwright build --help)").arg(parser.errorText()), 2);
     if (parser.isSet(QStringLiteral("help"))) {
         out << parser.helpText();
         return 0;
     }
     if (parser.positionalArguments().size() != 1)
-        throw Error(QStringLiteral("build: expected one recipe file (see packwright build --help)"), 2);
+        throw Error(QStringLiteral("build: expected one recipe file (see packwright build --help)"),
+                    2);
 
     Progress progress;
     const Recipe recipe = Recipe::load(parser.positionalArguments().front());
     const QPixmap preview = loadPreview(recipe);
-    QString outputPath = parser.isSet(outputOption) ? parser.value(outputOption) : recipe.outputPath;
+    QString outputPath =
+        parser.isSet(outputOption) ? parser.value(outputOption) : recipe.outputPath;
     if (outputPath.isEmpty())
         outputPath = defaultOutput(recipe);
     outputPath = QFileInfo(outputPath).absoluteFilePath();
     if (QFileInfo(outputPath).isDir())
-        throw Error(QStringLiteral("%1: the output is a folder, not a package file").arg(outputPath));
+        throw Error(
+            QStringLiteral("%1: the output is a folder, not a package file").arg(outputPath));
     const QString uuid = parser.isSet(uuidOption) ? parser.value(uuidOption) : recipe.uuid;
 
     // Every component is made before anything is written, so a broken entry stops the build early.
@@ -84,16 +92,21 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     err.flush();
 
     // The working folder is named after the package (it becomes the package's name when reopened)
-    // and sits one level down in its area, so that siblings such as "../build" stay in the area too.
+    // and sits one level down in its area, so that siblings such as "../build" stay in the area
+    // too.
     QTemporaryDir temporary;
     QString area;
     if (parser.isSet(keepOption)) {
         area = QFileInfo(parser.value(keepOption)).absoluteFilePath();
-        if (QDir(area).exists() && !QDir(area).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden))
-            throw Error(QStringLiteral("%1: --keep-work needs a folder that is empty or does not exist").arg(area));
+        if (QDir(area).exists() &&
+            !QDir(area).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden))
+            throw Error(
+                QStringLiteral("%1: --keep-work needs a folder that is empty or does not exist")
+                    .arg(area));
     } else {
         if (!temporary.isValid())
-            throw Error(QStringLiteral("cannot create a temporary folder: %1").arg(temporary.errorString()));
+            throw Error(QStringLiteral("cannot create a temporary folder: %1")
+                            .arg(temporary.errorString()));
         area = temporary.path();
     }
     const QString folder = area + QLatin1Char('/') + recipe.name;
@@ -111,12 +124,14 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         };
     }
     builder.setPackOptions(packOptions);
-    progress.show(QStringLiteral("building %1 (%2 components)").arg(recipe.name).arg(components.size()));
+    progress.show(
+        QStringLiteral("building %1 (%2 components)").arg(recipe.name).arg(components.size()));
     builder.build(uuid);
     progress.done();
 
     out << "built " << QDir::toNativeSeparators(outputPath) << " (" << QFileInfo(outputPath).size()
-        << " bytes, " << components.size() << (components.size() == 1 ? " component" : " components") << ")\n";
+        << " bytes, " << components.size()
+        << (components.size() == 1 ? " component" : " components") << ")\n";
     if (parser.isSet(keepOption))
         out << "working folder kept at " << QDir::toNativeSeparators(folder) << "\n";
     return 0;

@@ -40,7 +40,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         if (arguments.isEmpty()) {
             err << kUsage;
             code = 2;
-        } else if (arguments.front() == QLatin1String("--help") || arguments.front() == QLatin1String("-h") ||
+        } else if (arguments.front() == QLatin1String("--help") ||
+                   arguments.front() == QLatin1String("-h") ||
                    arguments.front() == QLatin1String("help")) {
             out << kUsage;
         } else if (arguments.front() == QLatin1String("--version")) {
@@ -48,7 +49,9 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         } else {
             const auto it = commands.find(arguments.front());
             if (it == commands.end())
-                throw Error(QStringLiteral("unknown command '%1' (see packwright --help)").arg(arguments.front()), 2);
+                throw Error(QStringLiteral("unknown command '%1' (see packwright --help)")
+                                .arg(arguments.front()),
+                            2);
             code = it->second(arguments.mid(1), out, err);
         }
     } catch (const Error& error) {

@@ -14,7 +14,8 @@ std::shared_ptr<Package::IBuildComponent> ComponentFactory::make(const Component
                                                                  QStringList& warnings) const {
     const auto it = m_makers.find(entry.kind);
     if (it == m_makers.end()) {
-        const QString known = kinds().isEmpty() ? QStringLiteral("none yet") : kinds().join(QStringLiteral(", "));
+        const QString known =
+            kinds().isEmpty() ? QStringLiteral("none yet") : kinds().join(QStringLiteral(", "));
         throw Error(QStringLiteral("%1: components[%2].kind: unknown kind '%3' (known kinds: %4)")
                         .arg(recipe.path)
                         .arg(entry.index)

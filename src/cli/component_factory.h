@@ -24,7 +24,8 @@ public:
     // The factory with every kind that the tool knows.
     static const ComponentFactory& standard();
 
-    std::shared_ptr<Package::IBuildComponent> make(const ComponentEntry& entry, const Recipe& recipe,
+    std::shared_ptr<Package::IBuildComponent> make(const ComponentEntry& entry,
+                                                   const Recipe& recipe,
                                                    QStringList& warnings) const;
     QStringList kinds() const;
 

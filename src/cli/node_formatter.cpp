@@ -122,7 +122,8 @@ QString toText(const Node& node, int indent) {
     const QString pad(indent, QLatin1Char(' '));
     QString out;
     for (const Node& child : node.children) {
-        const QString label = child.name.isEmpty() ? QStringLiteral("[%1]").arg(child.count) : child.name;
+        const QString label =
+            child.name.isEmpty() ? QStringLiteral("[%1]").arg(child.count) : child.name;
         switch (child.type) {
             case ValueType::Object:
                 out += QStringLiteral("%1%2: %3\n").arg(pad, label, child.className);
@@ -136,7 +137,8 @@ QString toText(const Node& node, int indent) {
                 out += QStringLiteral("%1%2: %3 %4\n")
                            .arg(pad, label)
                            .arg(child.children.size())
-                           .arg(child.children.size() == 1 ? QStringLiteral("entry") : QStringLiteral("entries"));
+                           .arg(child.children.size() == 1 ? QStringLiteral("entry")
+                                                           : QStringLiteral("entries"));
                 out += toText(child, indent + 2);
                 break;
             case ValueType::Null:

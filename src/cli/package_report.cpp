@@ -30,9 +30,10 @@ QJsonObject resourceJson(const Package::Resource& resource) {
     return QJsonObject{{QStringLiteral("path"), resource.path},
                        {QStringLiteral("id"), resource.id()},
                        {QStringLiteral("type"), int(resource.type())},
-                       {QStringLiteral("timing"), QJsonObject{{QStringLiteral("start"), double(resource.timing.start)},
-                                                              {QStringLiteral("length"), double(resource.timing.length)},
-                                                              {QStringLiteral("frameRate"), resource.timing.frameRate}}}};
+                       {QStringLiteral("timing"),
+                        QJsonObject{{QStringLiteral("start"), double(resource.timing.start)},
+                                    {QStringLiteral("length"), double(resource.timing.length)},
+                                    {QStringLiteral("frameRate"), resource.timing.frameRate}}}};
 }
 
 }  // namespace
@@ -40,13 +41,15 @@ QJsonObject resourceJson(const Package::Resource& resource) {
 QString expectedItemType(const QString& list) {
     for (const ListInfo& info : kLists) {
         if (list == QLatin1String(info.name))
-            return QStringLiteral("EditorCollection::PersistentItem<%1>").arg(QLatin1String(info.itemType));
+            return QStringLiteral("EditorCollection::PersistentItem<%1>")
+                .arg(QLatin1String(info.itemType));
     }
     return QString();
 }
 
 QString addOnFolder(const QString& root, const QString& addOnPath) {
-    if (addOnPath.isEmpty() || QDir::isAbsolutePath(addOnPath) || addOnPath.contains(QLatin1Char('\\')))
+    if (addOnPath.isEmpty() || QDir::isAbsolutePath(addOnPath) ||
+        addOnPath.contains(QLatin1Char('\\')))
         return QString();
     const QString cleanRoot = QDir::cleanPath(root);
     const QString folder = QDir::cleanPath(cleanRoot + QLatin1Char('/') + addOnPath);
@@ -65,7 +68,8 @@ PackageReport PackageReport::read(const QString& packagePath, const QString& fol
             const QString list = QLatin1String(info.name);
             const QString itemFolder = addOnFolder(folder, addOn.path);
             if (itemFolder.isEmpty())
-                throw Error(QStringLiteral("%1: content file: the %2 add-on '%3' points outside the package")
+                throw Error(QStringLiteral(
+                                "%1: content file: the %2 add-on '%3' points outside the package")
                                 .arg(packagePath, list, addOn.path));
             const QString itemPath = itemFolder + QLatin1Char('/') + Bundle::itemFileName;
             QFile file(itemPath);
@@ -77,7 +81,8 @@ PackageReport PackageReport::read(const QString& packagePath, const QString& fol
             const QString entryName = addOn.path + Bundle::itemFileName;
             std::unique_ptr<Serialize::ISerializable> item =
                 Serialize::readArchive(file.readAll(), entryName, source, storage);
-            const QString type = item ? QString::fromStdString(item->typeName()) : QStringLiteral("null");
+            const QString type =
+                item ? QString::fromStdString(item->typeName()) : QStringLiteral("null");
             if (type != expectedItemType(list))
                 throw Error(QStringLiteral("%1: %2: holds a '%3' where a '%4' belongs")
                                 .arg(packagePath, entryName, type, expectedItemType(list)));
@@ -127,7 +132,8 @@ QString PackageReport::toText() const {
         << "  name:        " << manifest.name << "\n"
         << "  size:        " << manifest.size << " bytes\n"
         << "  preview:     " << manifest.previewPath << "\n"
-        << "  content:     " << manifest.contentFile << " (layout version " << manifest.version << ")\n";
+        << "  content:     " << manifest.contentFile << " (layout version " << manifest.version
+        << ")\n";
     for (const ListInfo& info : kLists) {
         const QString list = QLatin1String(info.name);
         const auto count = (object.*info.member).size();
@@ -144,9 +150,9 @@ QString PackageReport::toText() const {
                 out << "      \"" << category.first << "\" -> \"" << category.second << "\"\n";
             out << "    resources:" << (entry.addOn->resources.empty() ? " none" : "") << "\n";
             for (const Package::Resource& resource : entry.addOn->resources) {
-                out << "      " << resource.path << "  id " << resource.id() << "  type " << int(resource.type())
-                    << "  timing " << resource.timing.start << " + " << resource.timing.length << " ms @ "
-                    << resource.timing.frameRate << "\n";
+                out << "      " << resource.path << "  id " << resource.id() << "  type "
+                    << int(resource.type()) << "  timing " << resource.timing.start << " + "
+                    << resource.timing.length << " ms @ " << resource.timing.frameRate << "\n";
             }
             out << "    item: " << entry.item.className << "\n" << Cli::toText(entry.item, 6);
         }

@@ -82,11 +82,13 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
         const QJsonValue value = root.value(field);
         if (value.isUndefined()) {
             if (required)
-                throw Error(QStringLiteral("%1: %2: missing (a string is required)").arg(path, field));
+                throw Error(
+                    QStringLiteral("%1: %2: missing (a string is required)").arg(path, field));
             return QString();
         }
         if (!value.isString())
-            throw Error(QStringLiteral("%1: %2: expected a string, found %3").arg(path, field, typeName(value)));
+            throw Error(QStringLiteral("%1: %2: expected a string, found %3")
+                            .arg(path, field, typeName(value)));
         return value.toString();
     };
 
@@ -95,8 +97,9 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
         throw Error(QStringLiteral("%1: name: must not be empty").arg(path));
     if (recipe.name.contains(QLatin1Char('/')) || recipe.name.contains(QLatin1Char('\\')) ||
         recipe.name == QLatin1String(".") || recipe.name == QLatin1String(".."))
-        throw Error(QStringLiteral("%1: name: '%2' must not hold a path separator or be '.' or '..'")
-                        .arg(path, recipe.name));
+        throw Error(
+            QStringLiteral("%1: name: '%2' must not hold a path separator or be '.' or '..'")
+                .arg(path, recipe.name));
     const QString preview = text(QStringLiteral("preview"), false);
     if (!preview.isEmpty())
         recipe.previewPath = recipe.resolve(preview);
@@ -107,9 +110,11 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
 
     const QJsonValue components = root.value(QStringLiteral("components"));
     if (components.isUndefined())
-        throw Error(QStringLiteral("%1: components: missing (a list is required, it may be empty)").arg(path));
+        throw Error(QStringLiteral("%1: components: missing (a list is required, it may be empty)")
+                        .arg(path));
     if (!components.isArray())
-        throw Error(QStringLiteral("%1: components: expected a list, found %2").arg(path, typeName(components)));
+        throw Error(QStringLiteral("%1: components: expected a list, found %2")
+                        .arg(path, typeName(components)));
     const QJsonArray list = components.toArray();
     for (int i = 0; i < list.size(); ++i) {
         const QJsonValue entry = list.at(i);

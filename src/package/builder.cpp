@@ -41,8 +41,9 @@ void Builder::build(const QString& uuid) {
 }
 
 void Builder::fixupResources(Package::Object* package, const ResourceFixupQueue& fixups) {
-    const QString resourceFolder =
-        QStringLiteral("%1/%2/").arg(package->folder).arg(PackageStructureDescription::resourcesDir);
+    const QString resourceFolder = QStringLiteral("%1/%2/")
+                                       .arg(package->folder)
+                                       .arg(PackageStructureDescription::resourcesDir);
     FS::makePath(resourceFolder);
     for (const ResourceFixup& fixup : fixups)
         fixup(resourceFolder);  // an empty fixup throws std::bad_function_call
@@ -55,7 +56,8 @@ void Builder::writeConfig(Package::Object* package, const QString& uuid) {
     // Measured before the description and the content file exist, so they are not counted.
     const qint64 size = FS::pathSize(folder);
     PresetWriter presetWriter(writer, m_descriptionRules, m_manifestName, size, uuid);
-    const QByteArray content = Serialize::writeArchive(*package, presetWriter, Serialize::Format::Xml);
+    const QByteArray content =
+        Serialize::writeArchive(*package, presetWriter, Serialize::Format::Xml);
     presetWriter.contentWriter()->writeContent(m_descriptionRules.contentFile, content);
 }
 

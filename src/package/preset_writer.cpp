@@ -8,8 +8,8 @@
 namespace Package {
 
 PresetWriter::PresetWriter(const std::shared_ptr<Bundle::IContentWriter>& writer,
-                           const Bundle::DescriptionParseRules& rules, const QString& name, qint64 size,
-                           const QString& uuid)
+                           const Bundle::DescriptionParseRules& rules, const QString& name,
+                           qint64 size, const QString& uuid)
     : AbstractContentReceiver(writer),
       m_descriptionRules(rules),
       m_contentWriter(writer),
@@ -18,8 +18,8 @@ PresetWriter::PresetWriter(const std::shared_ptr<Bundle::IContentWriter>& writer
                                   description(m_descriptionRules, name, size, m_uuid));
 }
 
-QByteArray PresetWriter::description(const Bundle::DescriptionParseRules& rules, const QString& name,
-                                     qint64 size, const QString& uuid) {
+QByteArray PresetWriter::description(const Bundle::DescriptionParseRules& rules,
+                                     const QString& name, qint64 size, const QString& uuid) {
     using Rules = Bundle::DescriptionParseRules;
     QByteArray data;
     QXmlStreamWriter xml(&data);

@@ -16,11 +16,14 @@ FlatWriter::FlatWriter(const QString& folder) : m_folder(folder) {}
 
 void FlatWriter::writeContent(const QString& name, const QByteArray& data) {
     if (!isPlainFileName(name))
-        throw Error(QStringLiteral("cannot write '%1' into %2: not a plain file name").arg(name, m_folder).toStdString());
+        throw Error(QStringLiteral("cannot write '%1' into %2: not a plain file name")
+                        .arg(name, m_folder)
+                        .toStdString());
     const QString path = m_folder + QLatin1Char('/') + name;
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
-        throw Error(QStringLiteral("cannot write %1: %2").arg(path, file.errorString()).toStdString());
+        throw Error(
+            QStringLiteral("cannot write %1: %2").arg(path, file.errorString()).toStdString());
 }
 
 }  // namespace Bundle

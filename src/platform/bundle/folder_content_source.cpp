@@ -25,7 +25,8 @@ QString FolderContentSource::resolve(const QString& name) const {
     const QString path = m_folder + QLatin1Char('/') + name;
     const QFileInfo info(path);
     if (!info.isFile() || info.isSymLink())
-        throw Serialize::Error(QStringLiteral("%1 does not exist or is not a regular file").arg(path));
+        throw Serialize::Error(
+            QStringLiteral("%1 does not exist or is not a regular file").arg(path));
     return path;
 }
 
@@ -40,7 +41,8 @@ Types::Image FolderContentSource::GetImage(const QString& name) {
                                    .arg(size.height()));
     const QImage image = reader.read();
     if (image.isNull())
-        throw Serialize::Error(QStringLiteral("%1 is not a readable image: %2").arg(path, reader.errorString()));
+        throw Serialize::Error(
+            QStringLiteral("%1 is not a readable image: %2").arg(path, reader.errorString()));
     return Types::Image(QPixmap::fromImage(image));
 }
 
@@ -48,7 +50,8 @@ QByteArray FolderContentSource::GetBlob(const QString& name) {
     const QString path = resolve(name);
     QFile file(path);
     if (file.size() > kMaxBlobBytes)
-        throw Serialize::Error(QStringLiteral("%1 is too large (%2 bytes)").arg(path).arg(file.size()));
+        throw Serialize::Error(
+            QStringLiteral("%1 is too large (%2 bytes)").arg(path).arg(file.size()));
     if (!file.open(QIODevice::ReadOnly))
         throw Serialize::Error(QStringLiteral("cannot read %1: %2").arg(path, file.errorString()));
     return file.readAll();

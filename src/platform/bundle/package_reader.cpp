@@ -24,9 +24,11 @@ constexpr qint64 kMaxDescriptionBytes = qint64(1) << 20;
 QByteArray readFile(const QString& path, qint64 limit) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw Error(QStringLiteral("cannot read %1: %2").arg(path, file.errorString()).toStdString());
+        throw Error(
+            QStringLiteral("cannot read %1: %2").arg(path, file.errorString()).toStdString());
     if (file.size() > limit)
-        throw Error(QStringLiteral("%1 is too large (%2 bytes)").arg(path).arg(file.size()).toStdString());
+        throw Error(
+            QStringLiteral("%1 is too large (%2 bytes)").arg(path).arg(file.size()).toStdString());
     return file.readAll();
 }
 
@@ -44,7 +46,8 @@ PackageManifest parseManifest(const QByteArray& data, const QString& sourceName)
     while (!xml.atEnd()) {
         const auto token = xml.readNext();
         if (token == QXmlStreamReader::DTD)
-            fail(sourceName, xml.lineNumber(), QStringLiteral("document type declarations are not allowed"));
+            fail(sourceName, xml.lineNumber(),
+                 QStringLiteral("document type declarations are not allowed"));
         if (token == QXmlStreamReader::EntityReference)
             fail(sourceName, xml.lineNumber(), QStringLiteral("entity references are not allowed"));
         if (token == QXmlStreamReader::EndElement) {
@@ -67,10 +70,12 @@ PackageManifest parseManifest(const QByteArray& data, const QString& sourceName)
             manifest.version = xml.attributes().value(Rules::versionTag).toInt(&ok);
             if (!ok)
                 fail(sourceName, xml.lineNumber(),
-                     QStringLiteral("<%1> has no valid '%2'").arg(Rules::manifestFileTag, Rules::versionTag));
+                     QStringLiteral("<%1> has no valid '%2'")
+                         .arg(Rules::manifestFileTag, Rules::versionTag));
             if (!isPlainFileName(manifest.contentFile))
                 fail(sourceName, xml.lineNumber(),
-                     QStringLiteral("<%1> names the content file '%2', which is not a plain file name")
+                     QStringLiteral(
+                         "<%1> names the content file '%2', which is not a plain file name")
                          .arg(Rules::manifestFileTag, manifest.contentFile));
             haveManifest = true;
         } else if (depth == 2 && name == Rules::additionalsTag) {
@@ -92,24 +97,30 @@ PackageManifest parseManifest(const QByteArray& data, const QString& sourceName)
                 bool ok = false;
                 manifest.size = text.toLongLong(&ok);
                 if (!ok || manifest.size < 0)
-                    fail(sourceName, line, QStringLiteral("<size> holds '%1', not a size in bytes").arg(text));
+                    fail(sourceName, line,
+                         QStringLiteral("<size> holds '%1', not a size in bytes").arg(text));
             }
         }
     }
     if (xml.hasError())
-        fail(sourceName, xml.lineNumber(), QStringLiteral("malformed XML: %1").arg(xml.errorString()));
+        fail(sourceName, xml.lineNumber(),
+             QStringLiteral("malformed XML: %1").arg(xml.errorString()));
     if (!haveRoot)
-        fail(sourceName, xml.lineNumber(), QStringLiteral("not a package description: no <%1>").arg(Rules::versionsTag));
+        fail(sourceName, xml.lineNumber(),
+             QStringLiteral("not a package description: no <%1>").arg(Rules::versionsTag));
     if (!haveManifest)
-        fail(sourceName, xml.lineNumber(), QStringLiteral("no <%1> element").arg(Rules::manifestFileTag));
+        fail(sourceName, xml.lineNumber(),
+             QStringLiteral("no <%1> element").arg(Rules::manifestFileTag));
     if (manifest.version > Package::PackageDescription::actualVersion())
-        fail(sourceName, 1, QStringLiteral("package layout version %1 is newer than the supported version %2")
-                                .arg(manifest.version)
-                                .arg(Package::PackageDescription::actualVersion()));
+        fail(sourceName, 1,
+             QStringLiteral("package layout version %1 is newer than the supported version %2")
+                 .arg(manifest.version)
+                 .arg(Package::PackageDescription::actualVersion()));
     for (const char* required : {"uuid", "name", "size"}) {
         if (!seen.contains(QLatin1String(required)))
             fail(sourceName, xml.lineNumber(),
-                 QStringLiteral("<%1> has no <%2>").arg(Rules::additionalsTag, QLatin1String(required)));
+                 QStringLiteral("<%1> has no <%2>")
+                     .arg(Rules::additionalsTag, QLatin1String(required)));
     }
     return manifest;
 }
@@ -117,7 +128,8 @@ PackageManifest parseManifest(const QByteArray& data, const QString& sourceName)
 Package::Object readPackageFolder(const QString& folder, PackageManifest* manifestOut,
                                   const DescriptionParseRules& rules) {
     const QString descriptionPath = folder + QLatin1Char('/') + rules.descriptionFile;
-    const PackageManifest manifest = parseManifest(readFile(descriptionPath, kMaxDescriptionBytes), descriptionPath);
+    const PackageManifest manifest =
+        parseManifest(readFile(descriptionPath, kMaxDescriptionBytes), descriptionPath);
     const QString contentPath = folder + QLatin1Char('/') + manifest.contentFile;
     const QByteArray content = readFile(contentPath, kMaxContentBytes);
 
@@ -132,8 +144,8 @@ Package::Object readPackageFolder(const QString& folder, PackageManifest* manife
     return object;
 }
 
-Package::Object openPackage(const QString& packagePath, const QString& folder, PackageManifest* manifest,
-                            const DescriptionParseRules& rules) {
+Package::Object openPackage(const QString& packagePath, const QString& folder,
+                            PackageManifest* manifest, const DescriptionParseRules& rules) {
     Zip::extractAll(packagePath, folder);
     return readPackageFolder(folder, manifest, rules);
 }

@@ -30,6 +30,7 @@ Package::Object readPackageFolder(const QString& folder, PackageManifest* manife
 // Unpacks a package file safely into `folder` (which must not exist or be empty), then reads it as
 // readPackageFolder does.
 Package::Object openPackage(const QString& packagePath, const QString& folder,
-                            PackageManifest* manifest = nullptr, const DescriptionParseRules& rules = {});
+                            PackageManifest* manifest = nullptr,
+                            const DescriptionParseRules& rules = {});
 
 }  // namespace Bundle

@@ -41,13 +41,18 @@ bool storeArchive(const QString& folder, const Serialize::ISerializable& object)
     return true;
 }
 
-void loadArchive(const QString& folder, Serialize::ISerializable& object, Serialize::ObjectStorage& storage) {
+void loadArchive(const QString& folder, Serialize::ISerializable& object,
+                 Serialize::ObjectStorage& storage) {
     const QString path = folder + QLatin1Char('/') + itemFileName;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw Error(QStringLiteral("cannot read %1: %2").arg(path, file.errorString()).toStdString());
+        throw Error(
+            QStringLiteral("cannot read %1: %2").arg(path, file.errorString()).toStdString());
     if (file.size() > kMaxItemBytes)
-        throw Error(QStringLiteral("%1 is too large for a stored item (%2 bytes)").arg(path).arg(file.size()).toStdString());
+        throw Error(QStringLiteral("%1 is too large for a stored item (%2 bytes)")
+                        .arg(path)
+                        .arg(file.size())
+                        .toStdString());
     FolderContentSource source(folder);
     Serialize::readArchive(file.readAll(), path, object, source, storage);
 }

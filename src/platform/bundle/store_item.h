@@ -17,7 +17,8 @@ bool storeArchive(const QString& folder, const Serialize::ISerializable& object)
 
 // Reads "item.xml" of `folder` into `object`; created sub-objects go to `storage`. Throws
 // Serialize::Error (or Bundle::Error when the file cannot be read) naming the file.
-void loadArchive(const QString& folder, Serialize::ISerializable& object, Serialize::ObjectStorage& storage);
+void loadArchive(const QString& folder, Serialize::ISerializable& object,
+                 Serialize::ObjectStorage& storage);
 
 // Stores a persistent item into the folder `path`.
 template <class T>
@@ -33,7 +34,8 @@ bool storeItem(const QString& path, const EditorCollection::PersistentItem<T>& i
 // Loads the persistent item stored in the folder `path`. Its item lives in `storage`. Throws
 // std::bad_cast when the stored item is not a T.
 template <class T>
-EditorCollection::PersistentItem<T> loadItem(const QString& path, Serialize::ObjectStorage& storage) {
+EditorCollection::PersistentItem<T> loadItem(const QString& path,
+                                             Serialize::ObjectStorage& storage) {
     EditorCollection::PersistentItem<T> record;
     loadArchive(path, record, storage);
     return record;

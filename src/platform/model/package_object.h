@@ -15,10 +15,10 @@ class Object : public virtual Serialize::ISerializable, public virtual PubSub::O
 public:
     QString folder;  // absolute path of the working (or unpack) folder
     QString name;
-    std::deque<CollectionAddOn> presetAddOns;      // overlay presets
+    std::deque<CollectionAddOn> presetAddOns;  // overlay presets
     std::deque<CollectionAddOn> transitionAddOns;
     std::deque<CollectionAddOn> effectAddOns;
-    std::deque<CollectionAddOn> importAddOns;      // imports and intros
+    std::deque<CollectionAddOn> importAddOns;  // imports and intros
 
     static std::string staticTypeName() { return "Package::Object"; }
     std::string typeName() const override { return staticTypeName(); }

@@ -7,11 +7,13 @@
 namespace Serialize {
 
 Types::Image NoContentSource::GetImage(const QString& name) {
-    throw Error(QStringLiteral("the archive refers to the image '%1', which is not available").arg(name));
+    throw Error(
+        QStringLiteral("the archive refers to the image '%1', which is not available").arg(name));
 }
 
 QByteArray NoContentSource::GetBlob(const QString& name) {
-    throw Error(QStringLiteral("the archive refers to the blob '%1', which is not available").arg(name));
+    throw Error(
+        QStringLiteral("the archive refers to the blob '%1', which is not available").arg(name));
 }
 
 namespace {
@@ -20,7 +22,11 @@ class Deserializer : public IDeserializer {
 public:
     Deserializer(const Node& root, IContentSource& source, ObjectStorage& storage,
                  const QString& sourceName, const TypeRegistry& registry)
-        : m_root(root), m_source(source), m_storage(storage), m_sourceName(sourceName), m_registry(registry) {}
+        : m_root(root),
+          m_source(source),
+          m_storage(storage),
+          m_sourceName(sourceName),
+          m_registry(registry) {}
 
     void deserialize(ISerializable& root) override {
         m_current = &m_root;
@@ -46,7 +52,8 @@ public:
         }
         const Node& child = frame.node->children[frame.next];
         if (child.name != name)
-            failAt(child.line, name, QStringLiteral("missing: found '%1' in its place").arg(child.name));
+            failAt(child.line, name,
+                   QStringLiteral("missing: found '%1' in its place").arg(child.name));
         ++frame.next;
         m_current = &child;
     }
@@ -65,7 +72,8 @@ public:
         bool ok = false;
         const qint32 value = node.text.toInt(&ok);
         if (!ok || node.text.trimmed() != node.text)
-            failAt(node.line, node.name, QStringLiteral("'%1' is not a 32-bit integer").arg(node.text));
+            failAt(node.line, node.name,
+                   QStringLiteral("'%1' is not a 32-bit integer").arg(node.text));
         return value;
     }
 
@@ -74,7 +82,8 @@ public:
         bool ok = false;
         const qint64 value = node.text.toLongLong(&ok);
         if (!ok || node.text.trimmed() != node.text)
-            failAt(node.line, node.name, QStringLiteral("'%1' is not a 64-bit integer").arg(node.text));
+            failAt(node.line, node.name,
+                   QStringLiteral("'%1' is not a 64-bit integer").arg(node.text));
         return value;
     }
 
@@ -119,8 +128,9 @@ public:
         expectType(node, ValueType::Object);
         const QString expected = QString::fromStdString(object.typeName());
         if (node.className != expected)
-            failAt(node.line, node.name,
-                   QStringLiteral("holds a '%1' where a '%2' belongs").arg(node.className, expected));
+            failAt(
+                node.line, node.name,
+                QStringLiteral("holds a '%1' where a '%2' belongs").arg(node.className, expected));
         readBody(node, object);
     }
 
@@ -138,18 +148,21 @@ public:
 
     void beginElement() override {
         if (m_frames.empty() || m_frames.back().node->type != ValueType::Array)
-            throw Error(m_sourceName, 0, QString(), QStringLiteral("array element read outside of an array"));
+            throw Error(m_sourceName, 0, QString(),
+                        QStringLiteral("array element read outside of an array"));
         Frame& array = m_frames.back();
         if (array.next >= array.node->children.size())
             failAt(array.node->line, array.node->name,
-                   QStringLiteral("more elements read than the array holds (%1)").arg(array.node->children.size()));
+                   QStringLiteral("more elements read than the array holds (%1)")
+                       .arg(array.node->children.size()));
         const Node& element = array.node->children[array.next++];
         m_frames.push_back({&element, 0, true});
     }
 
     void endElement() override {
         if (m_frames.empty() || !m_frames.back().isElement)
-            throw Error(m_sourceName, 0, QString(), QStringLiteral("unbalanced end of an array element"));
+            throw Error(m_sourceName, 0, QString(),
+                        QStringLiteral("unbalanced end of an array element"));
         checkConsumed(m_frames.back());
         m_frames.pop_back();
     }
@@ -159,7 +172,8 @@ public:
     ObjectStorage& storage() override { return m_storage; }
 
     [[noreturn]] void fail(const QString& what) override {
-        const Node* node = m_current ? m_current : (m_frames.empty() ? &m_root : m_frames.back().node);
+        const Node* node =
+            m_current ? m_current : (m_frames.empty() ? &m_root : m_frames.back().node);
         failAt(node->line, node->name, what);
     }
 
@@ -184,19 +198,22 @@ private:
     }
 
     static QString describe(const Node& node) {
-        return node.name == QLatin1String("e") ? QStringLiteral("element %1").arg(node.count) : node.name;
+        return node.name == QLatin1String("e") ? QStringLiteral("element %1").arg(node.count)
+                                               : node.name;
     }
 
     const Node& currentValue() {
         if (!m_current)
-            throw Error(m_sourceName, 0, QString(), QStringLiteral("value read without reading its key"));
+            throw Error(m_sourceName, 0, QString(),
+                        QStringLiteral("value read without reading its key"));
         return *m_current;
     }
 
     void expectType(const Node& node, ValueType type) const {
         if (node.type != type)
             failAt(node.line, node.name,
-                   QStringLiteral("expected %1, found %2").arg(valueTypeName(type), valueTypeName(node.type)));
+                   QStringLiteral("expected %1, found %2")
+                       .arg(valueTypeName(type), valueTypeName(node.type)));
     }
 
     const Node& take(ValueType type) {
@@ -211,7 +228,8 @@ private:
         m_frames.push_back({&node, 0});
         object.Deserialize(*this);
         if (m_frames.empty() || m_frames.back().node != &node)
-            failAt(node.line, node.name, QStringLiteral("unbalanced sections or arrays while reading"));
+            failAt(node.line, node.name,
+                   QStringLiteral("unbalanced sections or arrays while reading"));
         checkConsumed(m_frames.back());
         m_frames.pop_back();
         m_current = nullptr;
@@ -219,7 +237,8 @@ private:
 
     void closeFrame(ValueType type) {
         if (m_frames.empty() || m_frames.back().isElement || m_frames.back().node->type != type)
-            throw Error(m_sourceName, 0, QString(), QStringLiteral("unbalanced end of a section or array"));
+            throw Error(m_sourceName, 0, QString(),
+                        QStringLiteral("unbalanced end of a section or array"));
         checkConsumed(m_frames.back());
         m_frames.pop_back();
         m_current = nullptr;
@@ -228,7 +247,8 @@ private:
     void checkConsumed(const Frame& frame) const {
         if (frame.next < frame.node->children.size()) {
             const Node& extra = frame.node->children[frame.next];
-            failAt(extra.line, extra.name, QStringLiteral("unexpected in '%1'").arg(describe(*frame.node)));
+            failAt(extra.line, extra.name,
+                   QStringLiteral("unexpected in '%1'").arg(describe(*frame.node)));
         }
     }
 
@@ -243,8 +263,10 @@ private:
 
 }  // namespace
 
-std::unique_ptr<IDeserializer> IDeserializer::MakeDeserializer(const Node& root, IContentSource& source,
-                                                               ObjectStorage& storage, const QString& sourceName,
+std::unique_ptr<IDeserializer> IDeserializer::MakeDeserializer(const Node& root,
+                                                               IContentSource& source,
+                                                               ObjectStorage& storage,
+                                                               const QString& sourceName,
                                                                const TypeRegistry& registry) {
     return std::make_unique<Deserializer>(root, source, storage, sourceName, registry);
 }

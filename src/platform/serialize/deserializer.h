@@ -21,10 +21,9 @@ public:
 
     // Makes a deserializer over a parsed archive. `source` resolves images and blobs; `storage`
     // takes objects that records keep by plain pointer (see adoptObject). All must outlive it.
-    static std::unique_ptr<IDeserializer> MakeDeserializer(const Node& root, IContentSource& source,
-                                                           ObjectStorage& storage,
-                                                           const QString& sourceName,
-                                                           const TypeRegistry& registry = TypeRegistry::global());
+    static std::unique_ptr<IDeserializer> MakeDeserializer(
+        const Node& root, IContentSource& source, ObjectStorage& storage, const QString& sourceName,
+        const TypeRegistry& registry = TypeRegistry::global());
 
     // Reads the root into an existing object whose type name must match the archive's.
     virtual void deserialize(ISerializable& root) = 0;

@@ -9,7 +9,7 @@ namespace Serialize {
 
 // One value of a parsed archive: the element of a key, or a numbered array element.
 struct Node {
-    QString name;       // the key ("e" for an array element)
+    QString name;  // the key ("e" for an array element)
     ValueType type = ValueType::Null;
     QString text;       // scalars: the value's text form (strings already decoded)
     QString className;  // objects: the type name

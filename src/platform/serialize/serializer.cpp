@@ -9,7 +9,8 @@ namespace Serialize {
 
 bool isValidKey(const QString& name) {
     static const QRegularExpression pattern(QStringLiteral("^[A-Za-z_][A-Za-z0-9_.-]*$"));
-    return pattern.match(name).hasMatch() && !name.startsWith(QLatin1String("xml"), Qt::CaseInsensitive);
+    return pattern.match(name).hasMatch() &&
+           !name.startsWith(QLatin1String("xml"), Qt::CaseInsensitive);
 }
 
 namespace {
@@ -34,9 +35,11 @@ public:
         if (m_frames.empty())
             throw Error(name, 0, QString(), QStringLiteral("key outside of an object"));
         if (m_frames.back().kind == Frame::Array)
-            throw Error(QString(), 0, name, QStringLiteral("key directly inside an array; begin an element first"));
+            throw Error(QString(), 0, name,
+                        QStringLiteral("key directly inside an array; begin an element first"));
         if (m_keyPending)
-            throw Error(QString(), 0, m_pendingKey, QStringLiteral("key announced without a value"));
+            throw Error(QString(), 0, m_pendingKey,
+                        QStringLiteral("key announced without a value"));
         m_keyPending = true;
         m_pendingKey = name;
         m_formatter.key(name);
@@ -51,7 +54,8 @@ public:
     void writeString(const QString& value) override { scalar(ValueType::String, value); }
     void writeImage(const Types::Image& value) override {
         takeKey();
-        const QString name = value.isNull() ? QString() : m_formatter.contentReceiver().PutImage(value);
+        const QString name =
+            value.isNull() ? QString() : m_formatter.contentReceiver().PutImage(value);
         m_formatter.scalar(ValueType::Image, name);
     }
     void writeBlob(const QByteArray& value) override {
@@ -96,7 +100,8 @@ public:
             throw Error(QStringLiteral("array element outside of an array"));
         Frame& array = m_frames.back();
         if (array.written == array.count)
-            throw Error(QStringLiteral("array holds more elements than its count %1").arg(array.count));
+            throw Error(
+                QStringLiteral("array holds more elements than its count %1").arg(array.count));
         ++array.written;
         m_formatter.beginElement(array.written);
         m_frames.push_back({Frame::Element, 0, 0});
@@ -140,7 +145,8 @@ private:
         if (m_frames.empty() || m_frames.back().kind != kind)
             throw Error(QStringLiteral("unbalanced end of object, section, array or element"));
         if (m_keyPending)
-            throw Error(QString(), 0, m_pendingKey, QStringLiteral("key announced without a value"));
+            throw Error(QString(), 0, m_pendingKey,
+                        QStringLiteral("key announced without a value"));
         m_frames.pop_back();
     }
 

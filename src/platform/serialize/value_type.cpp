@@ -13,10 +13,10 @@ struct TypeNameEntry {
 };
 
 constexpr TypeNameEntry kTypeNames[] = {
-    {ValueType::Bool, "bool"},     {ValueType::Int32, "i32"},     {ValueType::Int64, "i64"},
-    {ValueType::Double, "f64"},    {ValueType::String, "str"},    {ValueType::Image, "image"},
-    {ValueType::Blob, "blob"},     {ValueType::Object, "obj"},    {ValueType::Null, "null"},
-    {ValueType::Section, "sec"},   {ValueType::Array, "array"},
+    {ValueType::Bool, "bool"},   {ValueType::Int32, "i32"},   {ValueType::Int64, "i64"},
+    {ValueType::Double, "f64"},  {ValueType::String, "str"},  {ValueType::Image, "image"},
+    {ValueType::Blob, "blob"},   {ValueType::Object, "obj"},  {ValueType::Null, "null"},
+    {ValueType::Section, "sec"}, {ValueType::Array, "array"},
 };
 
 }  // namespace
@@ -67,7 +67,8 @@ bool parseDouble(const QString& text, double* value) {
         return true;
     }
     // Only the forms that formatDouble writes: no blanks, no other spellings of infinity.
-    if (text.isEmpty() || text.trimmed() != text || text.contains(QLatin1Char('n'), Qt::CaseInsensitive))
+    if (text.isEmpty() || text.trimmed() != text ||
+        text.contains(QLatin1Char('n'), Qt::CaseInsensitive))
         return false;
     QLocale c = QLocale::c();
     c.setNumberOptions(QLocale::RejectGroupSeparator);

@@ -35,8 +35,10 @@ public:
         }
         if (!haveRoot)
             fail(QStringLiteral("the archive holds no object"));
-        if (root.name != QLatin1String("root") || (root.type != ValueType::Object && root.type != ValueType::Null))
-            failAt(root.line, QStringLiteral("the archive's first element must be the root object"));
+        if (root.name != QLatin1String("root") ||
+            (root.type != ValueType::Object && root.type != ValueType::Null))
+            failAt(root.line,
+                   QStringLiteral("the archive's first element must be the root object"));
         while (nextToken()) {
             if (m_reader.isStartElement() || (m_reader.isCharacters() && !m_reader.isWhitespace()))
                 fail(QStringLiteral("content after the archive"));
@@ -92,7 +94,8 @@ private:
 
         if (isElement) {
             if (node.name != QLatin1String("e"))
-                fail(QStringLiteral("an array holds <%1> where a numbered element <e> belongs").arg(node.name));
+                fail(QStringLiteral("an array holds <%1> where a numbered element <e> belongs")
+                         .arg(node.name));
             node.type = ValueType::Section;
             node.count = attributes.value(QLatin1String("n")).toLongLong();
             readChildren(node, depth, false);
@@ -103,7 +106,8 @@ private:
         if (typeText.isEmpty())
             fail(QStringLiteral("key '%1' has no value type").arg(node.name));
         if (!valueTypeFromName(typeText, &node.type))
-            fail(QStringLiteral("key '%1' has the unknown value type '%2'").arg(node.name, typeText));
+            fail(QStringLiteral("key '%1' has the unknown value type '%2'")
+                     .arg(node.name, typeText));
 
         switch (node.type) {
             case ValueType::Object:
@@ -122,10 +126,11 @@ private:
                     fail(QStringLiteral("array '%1' has no valid count").arg(node.name));
                 readChildren(node, depth, true);
                 if (qint64(node.children.size()) != node.count)
-                    failAt(node.line, QStringLiteral("array '%1' announces %2 elements but holds %3")
-                                          .arg(node.name)
-                                          .arg(node.count)
-                                          .arg(node.children.size()));
+                    failAt(node.line,
+                           QStringLiteral("array '%1' announces %2 elements but holds %3")
+                               .arg(node.name)
+                               .arg(node.count)
+                               .arg(node.children.size()));
                 for (size_t i = 0; i < node.children.size(); ++i) {
                     if (node.children[i].count != qint64(i) + 1)
                         failAt(node.children[i].line,
@@ -139,7 +144,8 @@ private:
             case ValueType::Null:
                 readChildren(node, depth, false);
                 if (!node.children.empty())
-                    failAt(node.line, QStringLiteral("null object '%1' has content").arg(node.name));
+                    failAt(node.line,
+                           QStringLiteral("null object '%1' has content").arg(node.name));
                 break;
             default:
                 readScalar(node, attributes.value(QLatin1String("enc")).toString());
@@ -177,10 +183,13 @@ private:
         } else if (encoding == QLatin1String("utf16-base64") && node.type == ValueType::String) {
             const QByteArray units = QByteArray::fromBase64(text.toLatin1());
             if (units.size() % 2 != 0)
-                failAt(node.line, QStringLiteral("value '%1' is not valid encoded text").arg(node.name));
-            node.text = QString(reinterpret_cast<const QChar*>(units.constData()), units.size() / 2);
+                failAt(node.line,
+                       QStringLiteral("value '%1' is not valid encoded text").arg(node.name));
+            node.text =
+                QString(reinterpret_cast<const QChar*>(units.constData()), units.size() / 2);
         } else {
-            failAt(node.line, QStringLiteral("value '%1' has the unknown encoding '%2'").arg(node.name, encoding));
+            failAt(node.line, QStringLiteral("value '%1' has the unknown encoding '%2'")
+                                  .arg(node.name, encoding));
         }
     }
 

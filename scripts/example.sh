@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Sets everything up, builds the tool, builds the bundled example into a package and shows what is in it.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/setup.sh
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build build -j 2 --target packwright_tool
+
+./build/src/packwright build examples/recipe.json -o build/example.qpack
+./build/src/packwright inspect build/example.qpack
