@@ -91,6 +91,9 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         err << "packwright: warning: " << warning << "\n";
     err.flush();
 
+    if (!FS::makePath(QFileInfo(outputPath).absolutePath()))
+        throw Error(QStringLiteral("%1: cannot create the output's folder").arg(outputPath));
+
     // The working folder is named after the package (it becomes the package's name when reopened)
     // and sits one level down in its area, so that siblings such as "../build" stay in the area
     // too.
