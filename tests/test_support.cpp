@@ -26,14 +26,16 @@ QByteArray readFile(const QString& path) {
     return file.readAll();
 }
 
-int run(const QString& program, const QStringList& arguments, QString* output) {
+int run(const QString& program, const QStringList& arguments, QString* output, QString* errors) {
     QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setProcessChannelMode(errors ? QProcess::SeparateChannels : QProcess::MergedChannels);
     process.start(program, arguments);
     if (!process.waitForFinished(120000))
         return -1;
     if (output)
-        *output = QString::fromUtf8(process.readAll());
+        *output = QString::fromUtf8(process.readAllStandardOutput());
+    if (errors)
+        *errors = QString::fromUtf8(process.readAllStandardError());
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
 }
 

@@ -10,8 +10,10 @@ namespace TestSupport {
 void writeFile(const QString& path, const QByteArray& data);
 QByteArray readFile(const QString& path);
 
-// Runs a program and returns its exit code; its output goes to `output` when given.
-int run(const QString& program, const QStringList& arguments, QString* output = nullptr);
+// Runs a program and returns its exit code (-1 when it crashed or hung). Its standard output goes
+// to `output` and its standard error to `errors` when given, else both go to `output`.
+int run(const QString& program, const QStringList& arguments, QString* output = nullptr,
+        QString* errors = nullptr);
 
 // The names of the entries of a zip file, in archive order.
 QStringList zipEntries(const QString& zipPath);

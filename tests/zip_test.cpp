@@ -200,17 +200,20 @@ TEST_F(ZipTest, EmptyFolderPacksToAnEmptyArchive) {
 
 TEST_F(ZipTest, ProgressRisesFromZeroToOne) {
     makeSourceTree();
-    std::vector<double> seen;
-    Zip::PackOptions options;
-    options.progress = [&](double fraction) {
-        seen.push_back(fraction);
-        return true;
-    };
-    Zip::compressAll(path("out.qpack"), path("src"), options);
-    ASSERT_GE(seen.size(), 3u);
-    EXPECT_EQ(seen.front(), 0.0);
-    EXPECT_EQ(seen.back(), 1.0);
-    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    QDir().mkpath(path("folders-only/a/b"));
+    for (const QString& folder : {path("src"), path("folders-only")}) {
+        std::vector<double> seen;
+        Zip::PackOptions options;
+        options.progress = [&](double fraction) {
+            seen.push_back(fraction);
+            return true;
+        };
+        Zip::compressAll(path("out.qpack"), folder, options);
+        ASSERT_GE(seen.size(), 2u);
+        EXPECT_EQ(seen.front(), 0.0);
+        EXPECT_EQ(seen.back(), 1.0);
+        EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()));
+    }
 }
 
 TEST_F(ZipTest, FailedPackLeavesNoFileAndKeepsTheOldPackage) {
@@ -223,24 +226,31 @@ TEST_F(ZipTest, FailedPackLeavesNoFileAndKeepsTheOldPackage) {
     cancelAtOnce.progress = [](double) { return false; };
     Zip::PackOptions cancelHalfWay;
     cancelHalfWay.progress = [](double fraction) { return fraction < 0.5; };
+    Zip::PackOptions growAFile;
+    growAFile.progress = [this](double) {
+        QFile file(path("src/zero.txt"));  // sorts last, so it is read after this call
+        return file.open(QIODevice::Append) && file.write("grown") == 5;
+    };
     Zip::PackOptions removeAFile;
     removeAFile.progress = [this](double) {
-        QFile::remove(path("src/zero.txt"));  // sorts last, so it is read after this call
+        QFile::remove(path("src/zero.txt"));
         return true;
     };
-    for (const Zip::PackOptions& options : {cancelAtOnce, cancelHalfWay, removeAFile}) {
+    for (const Zip::PackOptions& options : {cancelAtOnce, cancelHalfWay, growAFile, removeAFile}) {
+        writeFile(path("src/zero.txt"), "");
         const std::string error = errorFrom(
             [&] { Zip::compressAll(path("out/pkg.qpack"), path("src"), options); });
         EXPECT_THAT(error, HasSubstr("pkg.qpack"));
         EXPECT_EQ(tree(path("out")), before);
         EXPECT_EQ(readFile(path("out/pkg.qpack")), "the previous package");
     }
-    EXPECT_THAT(errorFrom([&] { Zip::compressAll(path("out/pkg.qpack"), path("src"), cancelHalfWay); }),
-                HasSubstr("cancelled"));
-    writeFile(path("src/zero.txt"), "");
-    EXPECT_THAT(errorFrom([&] { Zip::compressAll(path("out/pkg.qpack"), path("src"), removeAFile); }),
-                HasSubstr("'zero.txt'"));
-    EXPECT_EQ(tree(path("out")), before);
+    const auto failure = [&](const Zip::PackOptions& options) {
+        writeFile(path("src/zero.txt"), "");
+        return errorFrom([&] { Zip::compressAll(path("out/pkg.qpack"), path("src"), options); });
+    };
+    EXPECT_THAT(failure(cancelHalfWay), HasSubstr("cancelled"));
+    EXPECT_THAT(failure(growAFile), HasSubstr("'zero.txt' changed while packing"));
+    EXPECT_THAT(failure(removeAFile), HasSubstr("cannot open 'zero.txt'"));
 }
 
 TEST_F(ZipTest, PackingRefusesNamesThatCannotBeUnpacked) {
@@ -318,15 +328,15 @@ TEST_F(ZipTest, DamagedDataFailsTheCrcAndLeavesNothing) {
 // ---- hostile archives -----------------------------------------------------------------------
 
 // Unpacks into <tmp>/box/out, so that an escape would land in box/ or tmp/, and checks that the
-// archive was refused naming `entry` and that nothing was written anywhere.
+// archive was refused naming `entry` and giving `reason`, and that nothing was written anywhere.
 void expectRefused(const QTemporaryDir& dir, const QString& archive, const QString& entry,
-                   const Zip::ExtractLimits& limits = {}) {
+                   const std::string& reason, const Zip::ExtractLimits& limits = {}) {
     QDir().mkpath(dir.filePath("box"));
     const QStringList before = tree(dir.path());
     const std::string error =
         errorFrom([&] { Zip::extractAll(archive, dir.filePath("box/out"), limits); });
     EXPECT_THAT(error, HasSubstr(archive.toStdString()));
-    EXPECT_THAT(error, HasSubstr(("entry '" + entry + "'").toStdString()));
+    EXPECT_THAT(error, HasSubstr(("entry '" + entry + "' ").toStdString() + reason));
     EXPECT_EQ(tree(dir.path()), before) << error;
     EXPECT_FALSE(QFileInfo::exists("/abs"));
 }
@@ -341,14 +351,16 @@ TEST_F(ZipTest, RefusesUnsafeNames) {
             addFile(z, "fine.txt", "fine");
             addFile(z, name, "evil");
         });
-        expectRefused(dir, archive, name);
+        expectRefused(dir, archive, name, "");
         EXPECT_THAT(Zip::check(archive).join('\n').toStdString(), HasSubstr(name));
         QFile::remove(archive);
     }
 }
 
 TEST_F(ZipTest, RefusesLinksAndSpecialFiles) {
-    for (const quint32 type : {0120000u /* link */, 0010000u /* fifo */, 0020000u /* device */}) {
+    const std::pair<quint32, std::string> cases[] = {
+        {0120000, "is a symbolic link"}, {0010000, "is a special file"}, {0020000, "is a special file"}};
+    for (const auto& [type, reason] : cases) {
         const QString archive = path("special.zip");
         makeArchive(archive, [&](zip_t* z) {
             const zip_int64_t index = addFile(z, "special", "/etc/passwd");
@@ -356,7 +368,7 @@ TEST_F(ZipTest, RefusesLinksAndSpecialFiles) {
                                              (type | 0777) << 16);
             addFile(z, "special-later.txt", "x");
         });
-        expectRefused(dir, archive, "special");
+        expectRefused(dir, archive, "special", reason);
         QFile::remove(archive);
     }
 }
@@ -370,21 +382,21 @@ TEST_F(ZipTest, RefusesDuplicatesAndFileFolderClashes) {
     QByteArray bytes = readFile(path("dup.zip"));
     bytes.replace("SAME.txt", "same.txt");
     writeFile(path("dup.zip"), bytes);
-    expectRefused(dir, path("dup.zip"), "same.txt");
+    expectRefused(dir, path("dup.zip"), "same.txt", "appears twice");
     QFile::remove(path("dup.zip"));
 
     makeArchive(path("clash.zip"), [](zip_t* z) {
         addFile(z, "a", "a file");
         addFile(z, "a/b.txt", "below the file");
     });
-    expectRefused(dir, path("clash.zip"), "a/b.txt");
+    expectRefused(dir, path("clash.zip"), "a/b.txt", "lies below 'a', which is a file");
     QFile::remove(path("clash.zip"));
 
     makeArchive(path("clash2.zip"), [](zip_t* z) {
         addFile(z, "a/b.txt", "makes a a folder");
         addFile(z, "a", "then a file");
     });
-    expectRefused(dir, path("clash2.zip"), "a");
+    expectRefused(dir, path("clash2.zip"), "a", "is a file and a folder");
 }
 
 TEST_F(ZipTest, StopsZipBombsByCountingWhatIsWritten) {
@@ -395,10 +407,10 @@ TEST_F(ZipTest, StopsZipBombsByCountingWhatIsWritten) {
     });
     Zip::ExtractLimits entryLimit;
     entryLimit.maxEntryBytes = 4 << 20;
-    expectRefused(dir, path("bomb.zip"), "zeros.bin", entryLimit);
+    expectRefused(dir, path("bomb.zip"), "zeros.bin", "is larger than the limit", entryLimit);
     Zip::ExtractLimits ratioLimit;
     ratioLimit.maxRatio = 100;
-    expectRefused(dir, path("bomb.zip"), "zeros.bin", ratioLimit);
+    expectRefused(dir, path("bomb.zip"), "zeros.bin", "expands more than 100 times", ratioLimit);
 
     const QByteArray twoMiB(2 << 20, 'z');
     makeArchive(path("many.zip"), [&](zip_t* z) {
@@ -407,7 +419,7 @@ TEST_F(ZipTest, StopsZipBombsByCountingWhatIsWritten) {
     });
     Zip::ExtractLimits totalLimit;
     totalLimit.maxTotalBytes = 5 << 20;
-    expectRefused(dir, path("many.zip"), "3.bin", totalLimit);
+    expectRefused(dir, path("many.zip"), "3.bin", "takes the archive over the limit", totalLimit);
     Zip::ExtractLimits entryCount;
     entryCount.maxEntries = 2;
     EXPECT_THAT(errorFrom([&] { Zip::extractAll(path("many.zip"), path("out"), entryCount); }),
@@ -421,9 +433,14 @@ TEST_F(ZipTest, StopsZipBombsByCountingWhatIsWritten) {
     bytes.replace(bytes.indexOf(QByteArray("PK\x01\x02", 4)) + 24, 4, claimed);  // central
     writeFile(path("liar.zip"), bytes);
     ASSERT_EQ(Zip::list(path("liar.zip")).front().size, 10);
-    Zip::ExtractLimits liarLimit;
-    liarLimit.maxEntryBytes = 1 << 20;
-    expectRefused(dir, path("liar.zip"), "liar.bin", liarLimit);
+    Zip::ExtractLimits liarEntry;
+    liarEntry.maxRatio = 1e9;
+    liarEntry.maxEntryBytes = 1 << 20;
+    expectRefused(dir, path("liar.zip"), "liar.bin", "unpacks to more than the limit", liarEntry);
+    Zip::ExtractLimits liarTotal;
+    liarTotal.maxRatio = 1e9;
+    liarTotal.maxTotalBytes = 1 << 20;
+    expectRefused(dir, path("liar.zip"), "liar.bin", "takes the archive over the limit", liarTotal);
     EXPECT_THAT(Zip::check(path("liar.zip")).join('\n').toStdString(),
                 HasSubstr("'liar.bin' holds 4194304 bytes"));
 }
