@@ -252,6 +252,18 @@ TEST_F(ZipTest, FailedPackLeavesNoFileAndKeepsTheOldPackage) {
     EXPECT_THAT(failure(cancelHalfWay), HasSubstr("cancelled"));
     EXPECT_THAT(failure(growAFile), HasSubstr("'zero.txt' changed while packing"));
     EXPECT_THAT(failure(removeAFile), HasSubstr("cannot open 'zero.txt'"));
+
+    // A file that grows while it is being read.
+    writeFile(path("growing/big.bin"), QByteArray(1 << 20, 'b'));
+    Zip::PackOptions growWhileRead;
+    growWhileRead.progress = [this](double fraction) {
+        QFile file(path("growing/big.bin"));
+        return fraction == 0.0 || fraction >= 0.5 ||
+               (file.open(QIODevice::Append) && file.write("more") == 4);
+    };
+    EXPECT_THAT(
+        errorFrom([&] { Zip::compressAll(path("out/pkg.qpack"), path("growing"), growWhileRead); }),
+        HasSubstr("'big.bin' changed while packing"));
 }
 
 TEST_F(ZipTest, PackingRefusesNamesThatCannotBeUnpacked) {

@@ -16,6 +16,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <climits>
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -31,10 +33,9 @@ constexpr quint32 kTypeFile = 0100000;
 constexpr quint32 kTypeDir = 0040000;
 
 // Media formats compress themselves; deflating them again costs time and saves nothing.
-constexpr const char* kStoredExtensions[] = {"mp4", "mov", "m4v", "webm", "mkv", "avi",    "png",
-                                             "jpg", "jpeg", "gif", "webp", "mp3", "m4a", "aac",
-                                             "ogg", "opus", "flac", "zip", "bundle", "qpack", "gz",
-                                             "7z"};
+constexpr const char* kStoredExtensions[] = {
+    "mp4", "mov", "m4v", "webm", "mkv",  "avi",  "png", "jpg",    "jpeg",  "gif", "webp",
+    "mp3", "m4a", "aac", "ogg",  "opus", "flac", "zip", "bundle", "qpack", "gz",  "7z"};
 
 // zlib's own default: the level other zip tools use, far faster than libzip's default of 9.
 constexpr zip_uint32_t kDeflateLevel = 6;
@@ -129,16 +130,19 @@ Archive openForReading(const QString& archivePath, const QString& what) {
     const QByteArray native = QFile::encodeName(archivePath);
     struct stat st;
     if (::stat(native.constData(), &st) != 0)
-        throwError(QStringLiteral("Cannot %1 %2: %3").arg(what, quoted(archivePath), systemError(errno)));
+        throwError(
+            QStringLiteral("Cannot %1 %2: %3").arg(what, quoted(archivePath), systemError(errno)));
     if (!S_ISREG(st.st_mode))
         throwError(QStringLiteral("Cannot %1 %2: not a file").arg(what, quoted(archivePath)));
     // libzip takes an empty file for an empty archive; nothing that writes zips leaves one.
     if (st.st_size == 0)
-        throwError(QStringLiteral("Cannot %1 %2: empty file, not a zip archive").arg(what, quoted(archivePath)));
+        throwError(QStringLiteral("Cannot %1 %2: empty file, not a zip archive")
+                       .arg(what, quoted(archivePath)));
     int code = ZIP_ER_OK;
     zip_t* archive = zip_open(native.constData(), ZIP_RDONLY, &code);
     if (!archive) {
-        const QString reason = code == ZIP_ER_NOZIP ? QStringLiteral("not a zip archive") : zipError(code);
+        const QString reason =
+            code == ZIP_ER_NOZIP ? QStringLiteral("not a zip archive") : zipError(code);
         throwError(QStringLiteral("Cannot %1 %2: %3").arg(what, quoted(archivePath), reason));
     }
     return Archive(archive);
@@ -162,7 +166,7 @@ public:
 
     [[noreturn]] void fail(const QString& reason) const {
         throwError(QStringLiteral("Cannot pack %1 into %2: %3")
-                      .arg(quoted(folder_), quoted(package_), reason));
+                       .arg(quoted(folder_), quoted(package_), reason));
     }
 
     void setTotal(qint64 total) { total_ = std::max<qint64>(total, 1); }
@@ -273,9 +277,9 @@ private:
     zip_int64_t open() {
         fd_ = ::open(item_.path.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
         if (fd_ < 0)
-            return failWith(ZIP_ER_OPEN, errno,
-                            QStringLiteral("cannot open %1: %2")
-                                .arg(quoted(item_.name), systemError(errno)));
+            return failWith(
+                ZIP_ER_OPEN, errno,
+                QStringLiteral("cannot open %1: %2").arg(quoted(item_.name), systemError(errno)));
         struct stat st;
         if (::fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size != item_.size)
             return failWith(ZIP_ER_CHANGED, 0,
@@ -293,9 +297,9 @@ private:
             n = ::read(fd_, data, size_t(std::min<zip_uint64_t>(length, SSIZE_MAX)));
         } while (n < 0 && errno == EINTR);
         if (n < 0)
-            return failWith(ZIP_ER_READ, errno,
-                            QStringLiteral("cannot read %1: %2")
-                                .arg(quoted(item_.name), systemError(errno)));
+            return failWith(
+                ZIP_ER_READ, errno,
+                QStringLiteral("cannot read %1: %2").arg(quoted(item_.name), systemError(errno)));
         read_ += n;
         if (read_ > item_.size || (n == 0 && read_ != item_.size))
             return failWith(ZIP_ER_CHANGED, 0,
@@ -333,9 +337,9 @@ void collect(const Packer& packer, const QByteArray& root, const QByteArray& rel
     const QByteArray dirPath = relative.isEmpty() ? root : root + '/' + relative;
     DIR* dir = ::opendir(dirPath.constData());
     if (!dir)
-        packer.fail(QStringLiteral("cannot read folder %1: %2")
-                        .arg(quoted(relative.isEmpty() ? QByteArray(".") : relative),
-                             systemError(errno)));
+        packer.fail(
+            QStringLiteral("cannot read folder %1: %2")
+                .arg(quoted(relative.isEmpty() ? QByteArray(".") : relative), systemError(errno)));
     std::unique_ptr<DIR, int (*)(DIR*)> closer(dir, ::closedir);
     std::vector<QByteArray> subfolders;
     while (true) {
@@ -355,7 +359,8 @@ void collect(const Packer& packer, const QByteArray& root, const QByteArray& rel
         if (::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
             if (errno == ENOENT)
                 continue;  // removed while we were listing
-            packer.fail(QStringLiteral("cannot read %1: %2").arg(quoted(childName), systemError(errno)));
+            packer.fail(
+                QStringLiteral("cannot read %1: %2").arg(quoted(childName), systemError(errno)));
         }
         Item item;
         item.path = dirPath + '/' + name;
@@ -561,7 +566,8 @@ public:
                 return {};
             }
             if (errno != EEXIST)
-                return QStringLiteral("cannot create a folder beside it: %1").arg(systemError(errno));
+                return QStringLiteral("cannot create a folder beside it: %1")
+                    .arg(systemError(errno));
         }
         return QStringLiteral("cannot create a folder beside it");
     }
@@ -645,6 +651,9 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
         return;
     }
 
+    // Declared first so that they outlive the archive, which calls them until it is discarded.
+    std::vector<std::unique_ptr<FileSource>> sources;
+    sources.reserve(items.size());
     // libzip writes to "<package>.XXXXXX" and renames it over the package when zip_close
     // succeeds; on failure it removes that file, so the package appears only complete.
     int code = ZIP_ER_OK;
@@ -657,8 +666,6 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
                         .arg(quoted(item.name), QString::fromUtf8(zip_strerror(za))));
     };
 
-    std::vector<std::unique_ptr<FileSource>> sources;  // outlive the archive's use of them
-    sources.reserve(items.size());
     for (const Item& item : items) {
         zip_int64_t index;
         if (item.isDir) {
@@ -667,7 +674,8 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
                 zipFailure(item);
         } else {
             sources.push_back(std::make_unique<FileSource>(packer, item));
-            zip_source_t* source = zip_source_function(za, FileSource::callback, sources.back().get());
+            zip_source_t* source =
+                zip_source_function(za, FileSource::callback, sources.back().get());
             if (!source)
                 zipFailure(item);
             index = zip_file_add(za, item.name.constData(), source, ZIP_FL_ENC_UTF_8);
@@ -683,7 +691,8 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
         }
         // Folders keep owner access so that whoever unpacks can write into them.
         const quint32 mode = item.isDir ? (kTypeDir | item.mode | 0700) : (kTypeFile | item.mode);
-        if (zip_file_set_external_attributes(za, zip_uint64_t(index), 0, ZIP_OPSYS_UNIX, mode << 16) != 0)
+        if (zip_file_set_external_attributes(za, zip_uint64_t(index), 0, ZIP_OPSYS_UNIX,
+                                             mode << 16) != 0)
             zipFailure(item);
     }
 
@@ -727,8 +736,9 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
     for (const Scanned& entry : entries) {
         const qint64 size = qint64(std::min<zip_uint64_t>(entry.stat.size, INT64_MAX / 4));
         if (size > limits.maxEntryBytes)
-            failEntry(entry.name, QStringLiteral("is larger than the limit of %1 bytes")
-                                      .arg(limits.maxEntryBytes));
+            failEntry(
+                entry.name,
+                QStringLiteral("is larger than the limit of %1 bytes").arg(limits.maxEntryBytes));
         declared += size;
         if (declared > limits.maxTotalBytes)
             failEntry(entry.name,
@@ -747,7 +757,8 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
         const QByteArray path = entry.isDir ? entry.name.chopped(1) : entry.name;
         if (entry.isDir) {
             if (!makeFolders(staging.path(), path))
-                failEntry(entry.name, QStringLiteral("cannot be created: %1").arg(systemError(errno)));
+                failEntry(entry.name,
+                          QStringLiteral("cannot be created: %1").arg(systemError(errno)));
             continue;
         }
         const int slash = path.lastIndexOf('/');
@@ -757,11 +768,12 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
         std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> in(zip_fopen_index(za, entry.index, 0),
                                                              zip_fclose);
         if (!in)
-            failEntry(entry.name, QStringLiteral("cannot be read: %1")
-                                      .arg(QString::fromUtf8(zip_strerror(za))));
+            failEntry(
+                entry.name,
+                QStringLiteral("cannot be read: %1").arg(QString::fromUtf8(zip_strerror(za))));
         const QByteArray outPath = staging.path() + '/' + path;
-        CloseFd out{::open(outPath.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                           0666)};
+        CloseFd out{::open(outPath.constData(),
+                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)};
         if (out.fd < 0)
             failEntry(entry.name, QStringLiteral("cannot be created: %1").arg(systemError(errno)));
         const double compressed = double(std::max<zip_uint64_t>(entry.stat.comp_size, 1));
@@ -783,10 +795,11 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
                           QStringLiteral("takes the archive over the limit of %1 unpacked bytes")
                               .arg(limits.maxTotalBytes));
             if (written > kRatioFloor && double(written) > limits.maxRatio * compressed)
-                failEntry(entry.name, QStringLiteral("expands more than %1 times")
-                                          .arg(limits.maxRatio));
+                failEntry(entry.name,
+                          QStringLiteral("expands more than %1 times").arg(limits.maxRatio));
             if (!writeAll(out.fd, buffer.data(), n))
-                failEntry(entry.name, QStringLiteral("cannot be written: %1").arg(systemError(errno)));
+                failEntry(entry.name,
+                          QStringLiteral("cannot be written: %1").arg(systemError(errno)));
         }
         const int fd = out.fd;
         out.fd = -1;
@@ -807,9 +820,9 @@ std::vector<Entry> list(const QString& archivePath) {
         zip_stat_t st;
         if (zip_stat_index(archive.get(), zip_uint64_t(i), 0, &st) != 0)
             throwError(QStringLiteral("Cannot list %1: entry #%2: %3")
-                     .arg(quoted(archivePath))
-                     .arg(i)
-                     .arg(QString::fromUtf8(zip_strerror(archive.get()))));
+                           .arg(quoted(archivePath))
+                           .arg(i)
+                           .arg(QString::fromUtf8(zip_strerror(archive.get()))));
         Entry entry;
         entry.name = QString::fromUtf8(st.name);
         entry.size = qint64(st.size);
@@ -827,8 +840,8 @@ QStringList check(const QString& archivePath) {
     QStringList problems;
     // A strict open also compares every local header with its central directory record.
     int code = ZIP_ER_OK;
-    if (zip_t* strict = zip_open(QFile::encodeName(archivePath).constData(),
-                                 ZIP_RDONLY | ZIP_CHECKCONS, &code))
+    if (zip_t* strict =
+            zip_open(QFile::encodeName(archivePath).constData(), ZIP_RDONLY | ZIP_CHECKCONS, &code))
         zip_discard(strict);
     else
         problems << QStringLiteral("archive structure: %1").arg(zipError(code));
@@ -839,8 +852,9 @@ QStringList check(const QString& archivePath) {
         std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> in(
             zip_fopen_index(archive.get(), entry.index, 0), zip_fclose);
         if (!in) {
-            problems << entryProblem(entry.name, QStringLiteral("cannot be read: %1").arg(
-                                                     QString::fromUtf8(zip_strerror(archive.get()))));
+            problems << entryProblem(entry.name,
+                                     QStringLiteral("cannot be read: %1")
+                                         .arg(QString::fromUtf8(zip_strerror(archive.get()))));
             continue;
         }
         qint64 read = 0;
@@ -848,12 +862,14 @@ QStringList check(const QString& archivePath) {
         while ((n = zip_fread(in.get(), buffer.data(), zip_uint64_t(buffer.size()))) > 0)
             read += n;
         if (n < 0)
-            problems << entryProblem(entry.name, QStringLiteral("is damaged: %1").arg(
-                                                     QString::fromUtf8(zip_file_strerror(in.get()))));
+            problems << entryProblem(entry.name,
+                                     QStringLiteral("is damaged: %1")
+                                         .arg(QString::fromUtf8(zip_file_strerror(in.get()))));
         else if (zip_uint64_t(read) != entry.stat.size)
-            problems << entryProblem(entry.name, QStringLiteral("holds %1 bytes, its header says %2")
-                                                     .arg(read)
-                                                     .arg(entry.stat.size));
+            problems << entryProblem(entry.name,
+                                     QStringLiteral("holds %1 bytes, its header says %2")
+                                         .arg(read)
+                                         .arg(entry.stat.size));
     }
     return problems;
 }

@@ -24,7 +24,8 @@ struct PackOptions {
 // skipped, and so is the package itself when it lies inside `folder`. The package appears only
 // complete: a failure or a cancel leaves no file at or beside `packagePath`, and a file that was
 // there stays untouched. Throws Bundle::Error naming the package and the file at fault.
-void compressAll(const QString& packagePath, const QString& folder, const PackOptions& options = {});
+void compressAll(const QString& packagePath, const QString& folder,
+                 const PackOptions& options = {});
 
 // True when a file of this name is stored rather than deflated (its extension, any case).
 bool isStoredByName(const QString& fileName);
@@ -41,7 +42,8 @@ struct ExtractLimits {
 // stops at the limits, counting the bytes that are really decompressed. Writes beside `folder` and
 // renames into place when everything succeeded, so a failure leaves nothing behind. Throws
 // Bundle::Error naming the archive and the entry.
-void extractAll(const QString& archivePath, const QString& folder, const ExtractLimits& limits = {});
+void extractAll(const QString& archivePath, const QString& folder,
+                const ExtractLimits& limits = {});
 
 struct Entry {
     QString name;
