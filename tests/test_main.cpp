@@ -3,21 +3,12 @@
 #include <QGuiApplication>
 #include <cstdio>
 
+#include "cli/message_filter.h"
+
 // Images are pixmaps, so every test runs inside a QGuiApplication; without a display it uses the
 // offscreen platform.
-namespace {
-
-void filterMessages(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-    if (message.startsWith(QLatin1String("QStandardPaths:")))
-        return;
-    std::fprintf(stderr, "%s\n",
-                 qFormatLogMessage(type, context, message).toLocal8Bit().constData());
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
-    qInstallMessageHandler(filterMessages);
+    Cli::installMessageFilter();
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);

@@ -361,7 +361,8 @@ TEST_F(ZipTest, RefusesUnsafeNames) {
         {"C:/x", "starts with a drive letter"}, {"c:x", "starts with a drive letter"},
         {"a\\b", "holds a backslash"},          {"a//b", "has an empty path component"},
         {"./a", "has a '.' component"},         {"a/./b/", "has a '.' component"}};
-    for (const auto& [name, reason] : cases) {
+    for (const auto& [caseName, reason] : cases) {
+        const char* name = caseName;  // lambdas cannot capture a structured binding in C++17
         SCOPED_TRACE(name);
         const QString archive = path("names.zip");
         makeArchive(archive, [&](zip_t* z) {
@@ -378,7 +379,8 @@ TEST_F(ZipTest, RefusesLinksAndSpecialFiles) {
     const std::pair<quint32, std::string> cases[] = {{0120000, "is a symbolic link"},
                                                      {0010000, "is a special file"},
                                                      {0020000, "is a special file"}};
-    for (const auto& [type, reason] : cases) {
+    for (const auto& [caseType, reason] : cases) {
+        const quint32 type = caseType;  // lambdas cannot capture a structured binding in C++17
         const QString archive = path("special.zip");
         makeArchive(archive, [&](zip_t* z) {
             const zip_int64_t index = addFile(z, "special", "/etc/passwd");

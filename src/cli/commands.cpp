@@ -6,7 +6,7 @@
 
 #include "cli/build_command.h"
 #include "cli/cli_error.h"
-#include "cli/inspect_command.h"
+#include "cli/report_command.h"
 
 namespace Cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "cli/inspect_command.h"
+#include "cli/report_command.h"
 
 #include <QCommandLineParser>
 #include <QFileInfo>
