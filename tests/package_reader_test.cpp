@@ -3,10 +3,16 @@
 #include <QDir>
 #include <QTemporaryDir>
 
+#include <QJsonArray>
+
 #include "cli/package_report.h"
+#include "package/abstract_build_component.h"
+#include "package/builder.h"
 #include "platform/bundle/bundle_error.h"
 #include "platform/bundle/package_reader.h"
+#include "platform/bundle/store_item.h"
 #include "platform/bundle/zip.h"
+#include "platform/model/effect_object.h"
 #include "platform/serialize/error.h"
 #include "test_support.h"
 
@@ -137,4 +143,81 @@ TEST(PackageReader, AddOnsThatPointOutsideThePackageAreRefused) {
               QStringLiteral("/p/effects/{a}"));
     EXPECT_EQ(Cli::addOnFolder(QStringLiteral("/p"), QStringLiteral("..")), QString());
     EXPECT_EQ(Cli::addOnFolder(QStringLiteral("/p"), QStringLiteral("../p2/x")), QString());
+}
+
+namespace {
+
+// Stores one effect item the way components do, so that the report has something to read back.
+class StoringComponent : public Package::AbstractBuildComponent {
+public:
+    Package::ResourceFixupQueue build(Package::Object* package) override {
+        Effect::Object effect(QStringLiteral("lut"), QStringLiteral("color"));
+        effect.title = QStringLiteral("Warm");
+        EditorCollection::PersistentItem<Effect::Object> record;
+        record.uniqueId = QStringLiteral("unique-1");
+        record.item = &effect;
+        record.preview = preview();
+        record.categories = {QStringLiteral("looks")};
+        Package::CollectionAddOn addOn;
+        addOn.path = QStringLiteral("effects/{a}/");
+        addOn.categories = {{QStringLiteral("looks"), QStringLiteral("c")}};
+        addOn.resources.push_back(Package::Resource(QStringLiteral("resources/warm.cube"),
+                                                    QStringLiteral("{r}"), Resource::DataFile,
+                                                    {5, 6, 25000}));
+        Bundle::storeItem(package->folder + QStringLiteral("/effects/{a}"), &record);
+        package->effectAddOns.push_back(addOn);
+        return {};
+    }
+};
+
+}  // namespace
+
+TEST(PackageReport, ShowsEveryStoredItemReadBack) {
+    QTemporaryDir dir;
+    const QString folder = dir.filePath(QStringLiteral("work/Pack"));
+    QDir().mkpath(folder);
+    Package::Builder builder(folder, dir.filePath(QStringLiteral("p.qpack")),
+                             QStringLiteral("Pack"), QStringLiteral("Pack"), QPixmap());
+    builder.setupBuildComponent(std::make_shared<StoringComponent>());
+    builder.build(QStringLiteral("{p}"));
+
+    const Cli::PackageReport report = Cli::PackageReport::read(
+        dir.filePath(QStringLiteral("p.qpack")), dir.filePath(QStringLiteral("read")));
+    const QString text = report.toText();
+    for (const char* expected :
+         {"effects: 1", "  effects/{a}/", "\"looks\" -> \"c\"",
+          "resources/warm.cube  id {r}  type 4  timing 5 + 6 ms @ 25000",
+          "item: EditorCollection::PersistentItem<Effect::Object>", "uniqueId: \"unique-1\"",
+          "item: Effect::Object", "title: \"Warm\"", "preview: image 80 x 80"}) {
+        EXPECT_TRUE(text.contains(QLatin1String(expected))) << expected << "\n"
+                                                            << text.toStdString();
+    }
+    const QJsonObject effect =
+        report.toJson().value("addOns").toObject().value("effects").toArray().at(0).toObject();
+    EXPECT_EQ(effect.value("item").toObject().value("item").toObject().value("@type").toString(),
+              QStringLiteral("Effect::Object"));
+    EXPECT_EQ(effect.value("resources")
+                  .toArray()
+                  .at(0)
+                  .toObject()
+                  .value("timing")
+                  .toObject()
+                  .value("frameRate")
+                  .toInt(),
+              25000);
+
+    // A stored item of the wrong family is named, with its entry.
+    TestSupport::writeFile(
+        dir.filePath(QStringLiteral("work/Pack/effects/{a}/item.xml")),
+        TestSupport::readFile(dir.filePath(QStringLiteral("work/Pack/effects/{a}/item.xml")))
+            .replace("Effect::Object&gt;", "Transition::Object&gt;"));
+    Bundle::Zip::compressAll(dir.filePath(QStringLiteral("p2.qpack")), folder);
+    try {
+        Cli::PackageReport::read(dir.filePath(QStringLiteral("p2.qpack")),
+                                 dir.filePath(QStringLiteral("read2")));
+        ADD_FAILURE() << "a transition record in the effects list was accepted";
+    } catch (const std::exception& error) {
+        EXPECT_NE(std::string(error.what()).find("effects/{a}/item.xml"), std::string::npos)
+            << error.what();
+    }
 }

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
+#include <typeinfo>
 
 #include "cli/cli_error.h"
 #include "cli/node_formatter.h"
@@ -79,8 +80,14 @@ PackageReport PackageReport::read(const QString& packagePath, const QString& fol
             Serialize::ObjectStorage storage;
             Bundle::FolderContentSource source(itemFolder);
             const QString entryName = addOn.path + Bundle::itemFileName;
-            std::unique_ptr<Serialize::ISerializable> item =
-                Serialize::readArchive(file.readAll(), entryName, source, storage);
+            std::unique_ptr<Serialize::ISerializable> item;
+            try {
+                item = Serialize::readArchive(file.readAll(), entryName, source, storage);
+            } catch (const std::bad_cast&) {
+                throw Error(
+                    QStringLiteral("%1: %2: the stored item is not of the type its record names")
+                        .arg(packagePath, entryName));
+            }
             const QString type =
                 item ? QString::fromStdString(item->typeName()) : QStringLiteral("null");
             if (type != expectedItemType(list))
