@@ -64,7 +64,10 @@ PackageManifest parseManifest(const QByteArray& data, const QString& sourceName)
                      QStringLiteral("not a package description: the root element is <%1>, not <%2>")
                          .arg(name, Rules::versionsTag));
             haveRoot = true;
-        } else if (depth == 2 && name == Rules::manifestFileTag) {
+        }
+        if (depth == 2)
+            parent = name;  // only children of <additionals> are read below
+        if (depth == 2 && name == Rules::manifestFileTag) {
             manifest.contentFile = xml.attributes().value(Rules::fileTag).toString();
             bool ok = false;
             manifest.version = xml.attributes().value(Rules::versionTag).toInt(&ok);
@@ -78,8 +81,6 @@ PackageManifest parseManifest(const QByteArray& data, const QString& sourceName)
                          "<%1> names the content file '%2', which is not a plain file name")
                          .arg(Rules::manifestFileTag, manifest.contentFile));
             haveManifest = true;
-        } else if (depth == 2 && name == Rules::additionalsTag) {
-            parent = name;
         } else if (depth == 3 && parent == Rules::additionalsTag) {
             const qint64 line = xml.lineNumber();
             const QString text = xml.readElementText(QXmlStreamReader::ErrorOnUnexpectedElement);
