@@ -102,6 +102,10 @@ TEST(PackageReader, BrokenDescriptionsAndContentFilesAreNamed) {
          "package.xml:7: <size> holds 'ten'"},
         {QByteArray(kDescription).replace("<uuid>{id}</uuid>", ""), valid,
          "<additionals> has no <uuid>"},
+        {QByteArray(kDescription)
+             .replace("<uuid>{id}</uuid>", "")
+             .replace("<additionals>", "<other><uuid>x</uuid></other><additionals>"),
+         valid, "<additionals> has no <uuid>"},
         {"<?xml version=\"1.0\"?><!DOCTYPE v [<!ENTITY a \"b\">]><versions/>", valid,
          "document type declarations"},
         {"<html/>", valid, "not a package description"},
