@@ -104,7 +104,7 @@ TEST(PackageReader, BrokenDescriptionsAndContentFilesAreNamed) {
          "<additionals> has no <uuid>"},
         {QByteArray(kDescription)
              .replace("<uuid>{id}</uuid>", "")
-             .replace("<additionals>", "<other><uuid>x</uuid></other><additionals>"),
+             .replace("</additionals>", "</additionals><other><uuid>x</uuid></other>"),
          valid, "<additionals> has no <uuid>"},
         {"<?xml version=\"1.0\"?><!DOCTYPE v [<!ENTITY a \"b\">]><versions/>", valid,
          "document type declarations"},
