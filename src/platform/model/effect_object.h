@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include "platform/model/catalogue_ids.h"
 #include "platform/pubsub/pubsub_object.h"
 #include "platform/serialize/serializable.h"
 

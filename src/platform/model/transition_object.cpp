@@ -15,12 +15,37 @@ void Object::Serialize(Serialize::ISerializer& s) const {
     s.write("title", title);
     s.write("description", description);
     s.write("id", id);
+    s.write("maskMode", maskMode);
+    s.write("overlayMode", overlayMode);
+    s.key("resources");
+    s.beginArray(qint64(resources.size()));
+    for (const ResourceReference& reference : resources) {
+        s.beginElement();
+        s.write("kind", reference.kind);
+        s.write("id", reference.id);
+        s.endElement();
+    }
+    s.endArray();
 }
 
 void Object::Deserialize(Serialize::IDeserializer& d) {
     d.read("title", title);
     d.read("description", description);
     d.read("id", id);
+    d.read("maskMode", maskMode);
+    d.read("overlayMode", overlayMode);
+    resources.clear();
+    d.key("resources");
+    const qint64 count = d.beginArray();
+    for (qint64 i = 0; i < count; ++i) {
+        d.beginElement();
+        ResourceReference reference;
+        d.read("kind", reference.kind);
+        d.read("id", reference.id);
+        resources.push_back(reference);
+        d.endElement();
+    }
+    d.endArray();
 }
 
 }  // namespace Transition

@@ -1,5 +1,7 @@
 #include "platform/serialize/cloner.h"
 
+#include <stdexcept>
+
 #include "platform/serialize/archive.h"
 
 namespace Serialize {
@@ -10,6 +12,20 @@ ISerializable* Cloner::cloneImpl(const ISerializable* source, ObjectStorage& sto
     MemoryContent content;
     const QByteArray data = writeArchive(*source, content);
     return storage.adopt(readArchive(data, QStringLiteral("clone"), content, storage));
+}
+
+std::unique_ptr<ISerializable> Cloner::cloneOwned(const ISerializable* source) const {
+    if (!source)
+        return nullptr;
+    MemoryContent content;
+    ObjectStorage parts;
+    const QByteArray data = writeArchive(*source, content);
+    std::unique_ptr<ISerializable> clone =
+        readArchive(data, QStringLiteral("clone"), content, parts);
+    if (!parts.empty())
+        throw std::logic_error("cloneOwned: a " + source->typeName() +
+                               " keeps parts in a storage; clone it with cloneImpl");
+    return clone;
 }
 
 }  // namespace Serialize

@@ -59,6 +59,20 @@ public:
     // Reads an object that the storage will own; null for a null object.
     ISerializable* adoptObject() { return storage().adopt(readObject()); }
 
+    // Reads an object that must be a T (or null); `expected` names T in the error otherwise.
+    template <class T>
+    std::unique_ptr<T> readObjectAs(const QString& expected) {
+        std::unique_ptr<ISerializable> object = readObject();
+        if (!object)
+            return nullptr;
+        T* typed = dynamic_cast<T*>(object.get());
+        if (!typed)
+            fail(QStringLiteral("expected %1, found a %2")
+                     .arg(expected, QString::fromStdString(object->typeName())));
+        object.release();
+        return std::unique_ptr<T>(typed);
+    }
+
     void read(const QString& name, bool& value) { key(name), value = readBool(); }
     void read(const QString& name, qint32& value) { key(name), value = readInt32(); }
     void read(const QString& name, qint64& value) { key(name), value = readInt64(); }
