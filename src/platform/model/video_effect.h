@@ -8,7 +8,7 @@
 namespace Effect {
 
 // An effect that processes the picture. Adds the intensity at which it applies; effects that
-// honour it say so through supportsIntensity().
+// honour it say so through isIntensityAdjustable().
 class VideoEffect : public Object {
 public:
     VideoEffect() = default;
@@ -16,7 +16,7 @@ public:
 
     double intensity = 0.0;
 
-    virtual bool supportsIntensity() const { return false; }
+    virtual bool isIntensityAdjustable() const { return false; }
 
     static std::string staticTypeName() { return "Effect::VideoEffect"; }
     std::string typeName() const override { return staticTypeName(); }

@@ -1,0 +1,24 @@
+#include "package/components/effects/resource_registration.h"
+
+#include <QUuid>
+
+#include "package/abstract_build_component.h"
+#include "platform/fs/fs.h"
+
+namespace Package {
+
+QString registerResource(ResourceFixupQueue& fixups, CollectionAddOn& addOn, ::Resource::Type kind,
+                         const QString& source) {
+    if (!FS::exists(source))
+        return QString();
+    const QString id = QUuid::createUuid().toString();
+    const QString fileName = FS::fileName(source);
+    const Resource resource(AbstractBuildComponent::makeResourcePath(fileName), id, kind);
+    fixups.push_back([source, fileName](const QString& folder) {
+        FS::copy(source, QStringLiteral("%1/%2").arg(folder, fileName));
+    });
+    addOn.resources.push_back(resource);
+    return id;
+}
+
+}  // namespace Package
