@@ -1,11 +1,16 @@
 #include "cli/component_factory.h"
 
 #include "cli/cli_error.h"
+#include "cli/effect_kinds.h"
 
 namespace Cli {
 
 const ComponentFactory& ComponentFactory::standard() {
-    static const ComponentFactory factory;
+    static const ComponentFactory factory = [] {
+        ComponentFactory kinds;
+        addEffectKinds(kinds);
+        return kinds;
+    }();
     return factory;
 }
 

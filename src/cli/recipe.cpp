@@ -27,26 +27,6 @@ QString position(const QByteArray& json, int offset) {
     return QStringLiteral("%1:%2").arg(line).arg(column);
 }
 
-QString typeName(const QJsonValue& value) {
-    switch (value.type()) {
-        case QJsonValue::Null:
-            return QStringLiteral("null");
-        case QJsonValue::Bool:
-            return QStringLiteral("a boolean");
-        case QJsonValue::Double:
-            return QStringLiteral("a number");
-        case QJsonValue::String:
-            return QStringLiteral("a string");
-        case QJsonValue::Array:
-            return QStringLiteral("a list");
-        case QJsonValue::Object:
-            return QStringLiteral("an object");
-        case QJsonValue::Undefined:
-            break;
-    }
-    return QStringLiteral("nothing");
-}
-
 }  // namespace
 
 Recipe Recipe::load(const QString& path) {
@@ -88,7 +68,7 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
         }
         if (!value.isString())
             throw Error(QStringLiteral("%1: %2: expected a string, found %3")
-                            .arg(path, field, typeName(value)));
+                            .arg(path, field, jsonTypeName(value)));
         return value.toString();
     };
 
@@ -114,7 +94,7 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
                         .arg(path));
     if (!components.isArray())
         throw Error(QStringLiteral("%1: components: expected a list, found %2")
-                        .arg(path, typeName(components)));
+                        .arg(path, jsonTypeName(components)));
     const QJsonArray list = components.toArray();
     for (int i = 0; i < list.size(); ++i) {
         const QJsonValue entry = list.at(i);
@@ -122,16 +102,36 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
             throw Error(QStringLiteral("%1: components[%2]: expected an object, found %3")
                             .arg(path)
                             .arg(i)
-                            .arg(typeName(entry)));
+                            .arg(jsonTypeName(entry)));
         const QJsonValue kind = entry.toObject().value(QStringLiteral("kind"));
         if (!kind.isString())
             throw Error(QStringLiteral("%1: components[%2].kind: expected a string, found %3")
                             .arg(path)
                             .arg(i)
-                            .arg(typeName(kind)));
+                            .arg(jsonTypeName(kind)));
         recipe.components.push_back({i, kind.toString(), entry.toObject()});
     }
     return recipe;
+}
+
+QString jsonTypeName(const QJsonValue& value) {
+    switch (value.type()) {
+        case QJsonValue::Null:
+            return QStringLiteral("null");
+        case QJsonValue::Bool:
+            return QStringLiteral("a boolean");
+        case QJsonValue::Double:
+            return QStringLiteral("a number");
+        case QJsonValue::String:
+            return QStringLiteral("a string");
+        case QJsonValue::Array:
+            return QStringLiteral("a list");
+        case QJsonValue::Object:
+            return QStringLiteral("an object");
+        case QJsonValue::Undefined:
+            break;
+    }
+    return QStringLiteral("nothing");
 }
 
 QString Recipe::resolve(const QString& relative) const {
