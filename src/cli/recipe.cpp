@@ -8,6 +8,7 @@
 #include <QSet>
 
 #include "cli/cli_error.h"
+#include "cli/json_fields.h"
 
 namespace Cli {
 namespace {
@@ -112,26 +113,6 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
         recipe.components.push_back({i, kind.toString(), entry.toObject()});
     }
     return recipe;
-}
-
-QString jsonTypeName(const QJsonValue& value) {
-    switch (value.type()) {
-        case QJsonValue::Null:
-            return QStringLiteral("null");
-        case QJsonValue::Bool:
-            return QStringLiteral("a boolean");
-        case QJsonValue::Double:
-            return QStringLiteral("a number");
-        case QJsonValue::String:
-            return QStringLiteral("a string");
-        case QJsonValue::Array:
-            return QStringLiteral("a list");
-        case QJsonValue::Object:
-            return QStringLiteral("an object");
-        case QJsonValue::Undefined:
-            break;
-    }
-    return QStringLiteral("nothing");
 }
 
 QString Recipe::resolve(const QString& relative) const {

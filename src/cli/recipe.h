@@ -38,7 +38,4 @@ struct Recipe {
     QString resolve(const QString& path) const;
 };
 
-// How a JSON value is named in messages: "a string", "a number", "a list", ...
-QString jsonTypeName(const QJsonValue& value);
-
 }  // namespace Cli

@@ -91,6 +91,13 @@ void Object::clearTrack(const Track* track) {
         m_clips.end());
 }
 
+void Object::mapMediaPaths(const std::function<QString(const QString&)>& map) {
+    for (const auto& clip : m_clips) {
+        if (!clip->media.sourcePath.isEmpty())
+            clip->media.sourcePath = map(clip->media.sourcePath);
+    }
+}
+
 qint64 Object::duration() const {
     qint64 end = 0;
     for (const auto& clip : m_clips)

@@ -3,6 +3,7 @@
 #include <QSizeF>
 #include <QString>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -61,6 +62,8 @@ public:
     const ClipTiming& clipTiming(const Clip* clip) const { return clip->timing; }
     // Removes every clip of the track (a null track removes nothing).
     void clearTrack(const Track* track);
+    // Replaces the media path of every clip that has one by map(path).
+    void mapMediaPaths(const std::function<QString(const QString&)>& map);
 
     // The end of the last clip, in milliseconds (0 for an empty timeline).
     qint64 duration() const;
