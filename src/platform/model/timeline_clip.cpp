@@ -18,7 +18,9 @@ Clip::Clip(const Clip& other)
     const Serialize::Cloner cloner;
     for (const auto& effect : other.m_effects) {
         std::unique_ptr<Serialize::ISerializable> copy = cloner.cloneOwned(effect.get());
-        m_effects.emplace_back(&dynamic_cast<Effect::Object&>(*copy.release()));
+        Effect::Object& typed = dynamic_cast<Effect::Object&>(*copy);
+        copy.release();
+        m_effects.emplace_back(&typed);
     }
     if (other.m_preset)
         m_preset = std::make_unique<Overlay::Preset>(*other.m_preset);
