@@ -107,8 +107,8 @@ TEST(RecipeKinds, BrokenComponentsNameTheComponentAndTheField) {
     } cases[] = {
         {R"({"kind": "lut"})",
          "/r/recipe.json: components[1].kind: unknown kind 'lut' (known "
-         "kinds: lut-effect, mask-transition, overlay-transition, "
-         "shader-effect, shader-transition)"},
+         "kinds: import, intro, lut-effect, mask-transition, "
+         "overlay-transition, shader-effect, shader-transition)"},
         {R"({"kind": "lut-effect"})",
          "/r/recipe.json: components[1].lut: missing (a string is required)"},
         {R"({"kind": "lut-effect", "lut": 3})",

@@ -2,6 +2,7 @@
 
 #include "cli/cli_error.h"
 #include "cli/effect_kinds.h"
+#include "cli/import_kinds.h"
 
 namespace Cli {
 
@@ -9,6 +10,7 @@ const ComponentFactory& ComponentFactory::standard() {
     static const ComponentFactory factory = [] {
         ComponentFactory kinds;
         addEffectKinds(kinds);
+        addImportKinds(kinds);
         return kinds;
     }();
     return factory;
