@@ -30,6 +30,9 @@ JsonFields::JsonFields(const QJsonObject& object, const QString& place)
     : m_object(object), m_place(place) {}
 
 QString JsonFields::where(const QString& field) const {
+    // The root of a file is named "file.json:", its fields "file.json: field".
+    if (m_place.endsWith(QLatin1Char(':')))
+        return m_place + QLatin1Char(' ') + field;
     return m_place + QLatin1Char('.') + field;
 }
 

@@ -14,7 +14,8 @@ namespace Cli {
 // a string, found a number".
 class JsonFields {
 public:
-    // `place` names the object itself, e.g. "recipe.json: components[2]".
+    // `place` names the object itself, e.g. "recipe.json: components[2]", or "intro.json:" for the
+    // root object of a file.
     JsonFields(const QJsonObject& object, const QString& place);
 
     bool has(const QString& field) const { return m_object.contains(field); }
