@@ -10,18 +10,8 @@
 
 namespace {
 
-struct Result {
-    int code = 0;
-    QString output;
-    QString errors;
-};
-
-Result tool(const QStringList& arguments) {
-    Result result;
-    result.code = TestSupport::run(QStringLiteral(PACKWRIGHT_TOOL), arguments, &result.output,
-                                   &result.errors);
-    return result;
-}
+using Result = TestSupport::ToolResult;
+using TestSupport::tool;
 
 QString writeRecipe(const QTemporaryDir& dir, const QByteArray& json) {
     const QString path = dir.filePath(QStringLiteral("recipe.json"));

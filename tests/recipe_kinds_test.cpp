@@ -13,18 +13,8 @@
 
 namespace {
 
-struct Result {
-    int code = 0;
-    QString output;
-    QString errors;
-};
-
-Result tool(const QStringList& arguments) {
-    Result result;
-    result.code = TestSupport::run(QStringLiteral(PACKWRIGHT_TOOL), arguments, &result.output,
-                                   &result.errors);
-    return result;
-}
+using Result = TestSupport::ToolResult;
+using TestSupport::tool;
 
 QJsonObject inspectJson(const QString& package) {
     const Result json = tool({QStringLiteral("inspect"), package, QStringLiteral("--json")});

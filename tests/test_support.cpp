@@ -78,4 +78,10 @@ QByteArray zipEntry(const QString& zipPath, const QString& name) {
     return data;
 }
 
+ToolResult tool(const QStringList& arguments) {
+    ToolResult result;
+    result.code = run(QStringLiteral(PACKWRIGHT_TOOL), arguments, &result.output, &result.errors);
+    return result;
+}
+
 }  // namespace TestSupport

@@ -15,6 +15,15 @@ QByteArray readFile(const QString& path);
 int run(const QString& program, const QStringList& arguments, QString* output = nullptr,
         QString* errors = nullptr);
 
+// What a run of the packwright tool gave.
+struct ToolResult {
+    int code = 0;
+    QString output;
+    QString errors;
+};
+// Runs the packwright tool that this build made.
+ToolResult tool(const QStringList& arguments);
+
 // The names of the entries of a zip file, in archive order.
 QStringList zipEntries(const QString& zipPath);
 // The bytes of one entry of a zip file; fails the test when it is missing.

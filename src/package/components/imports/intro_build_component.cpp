@@ -3,13 +3,10 @@
 #include <QStringList>
 #include <QUuid>
 
-#include "platform/bundle/store_item.h"
+#include "package/components/imports/import_item.h"
 #include "platform/fs/fs.h"
-#include "platform/layout/package_structure_description.h"
-#include "platform/model/import_object.h"
 #include "platform/model/package_object.h"
 #include "platform/model/timeline_object.h"
-#include "platform/model/unique_id.h"
 #include "platform/project/project_writer.h"
 
 namespace Package {
@@ -24,8 +21,6 @@ QString IntroBuildComponent::bundlePath(const QString& workingFolder) {
 ResourceFixupQueue IntroBuildComponent::build(Package::Object* package) {
     const QString root = package->folder;
     const QString uuid = QUuid::createUuid().toString();
-    const QString prefix =
-        QStringLiteral("%1/%2/").arg(root, PackageStructureDescription::importDir);
     const QString bundle = bundlePath(root);
 
     Project::Content content;
@@ -43,30 +38,11 @@ ResourceFixupQueue IntroBuildComponent::build(Package::Object* package) {
             FS::copy(file, QStringLiteral("%1/%2").arg(folder, FS::fileName(file)));
     });
 
-    const Types::Image image = preview();
-    const std::set<QString> categorySet = categories();
-    Import::Object object;
-    if (!categorySet.empty())
-        object.setCategory(*categorySet.begin());
-    object.setTitle(m_params.primaryText);
-    object.setDescription(m_params.secondaryText);
+    Import::Object object =
+        makeImportObject(categories(), m_params.primaryText, m_params.secondaryText);
     object.setKind(Import::Object::Intro);
     object.setLocation(makeResourcePath(FS::fileName(bundle)));
-
-    CollectionAddOn addOn;
-    addOn.path = QStringLiteral("%1/%2/").arg(PackageStructureDescription::importDir, uuid);
-
-    EditorCollection::PersistentItem<Import::Object> item;
-    item.uniqueId = nextUniqueId();
-    item.item = &object;
-    item.categories = categorySet;
-    item.collectionId = collectionId();
-    item.preview = image;
-
-    for (const QString& category : categorySet)
-        addOn.categories.emplace(category, item.collectionId);
-    Bundle::storeItem<Import::Object>(prefix + uuid, item);
-    package->importAddOns.push_back(addOn);
+    storeImportItem(package, uuid, object, *this);
     return fixups;
 }
 
