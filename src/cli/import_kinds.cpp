@@ -54,6 +54,14 @@ std::shared_ptr<Package::IBuildComponent> makeImport(const ComponentEntry& entry
 std::shared_ptr<Package::IBuildComponent> makeIntro(const ComponentEntry& entry,
                                                     const Recipe& recipe, QStringList& warnings) {
     ComponentFields fields(entry, recipe, warnings);
+    // Every intro of a package is written to the same bundle, so a second one would replace the
+    // first.
+    for (const ComponentEntry& other : recipe.components) {
+        if (other.index < entry.index && other.kind == entry.kind)
+            fields.fail(QStringLiteral("kind"),
+                        QStringLiteral("a package holds one intro at most (components[%1] is one)")
+                            .arg(other.index));
+    }
     const QString given = fields.text(QStringLiteral("timeline"), true);
     const QString path = recipe.resolve(given);
     if (!QFileInfo(path).isFile())

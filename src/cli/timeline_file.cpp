@@ -195,6 +195,12 @@ private:
         forEachObject(fields, field, false, [&](JsonFields& key, int) {
             Transformation::Object value;
             const double step = key.requiredNumber(QStringLiteral("step"));
+            // Envelopes look keys up by step, so they must come in order.
+            if (!envelope.keys.empty() && step < envelope.keys.back().step)
+                key.fail(QStringLiteral("step"),
+                         QStringLiteral("%1 comes after step %2: keyframes must be in order")
+                             .arg(step)
+                             .arg(envelope.keys.back().step));
             value.x = key.number(QStringLiteral("x"), value.x);
             value.y = key.number(QStringLiteral("y"), value.y);
             value.scaleX = key.number(QStringLiteral("scaleX"), value.scaleX);
