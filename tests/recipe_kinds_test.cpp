@@ -96,9 +96,7 @@ TEST(RecipeKinds, BrokenComponentsNameTheComponentAndTheField) {
         const char* message;
     } cases[] = {
         {R"({"kind": "lut"})",
-         "/r/recipe.json: components[1].kind: unknown kind 'lut' (known "
-         "kinds: import, intro, lut-effect, mask-transition, "
-         "overlay-transition, shader-effect, shader-transition)"},
+         "/r/recipe.json: components[1].kind: unknown kind 'lut' (known kinds: import, "},
         {R"({"kind": "lut-effect"})",
          "/r/recipe.json: components[1].lut: missing (a string is required)"},
         {R"({"kind": "lut-effect", "lut": 3})",

@@ -234,7 +234,8 @@ TEST(TimelineTool, ASecondIntroIsRefusedBecauseItWouldReplaceTheFirst) {
     const TestSupport::ToolResult built =
         TestSupport::tool({QStringLiteral("build"), folder.recipe});
     EXPECT_EQ(built.code, 1);
-    EXPECT_TRUE(built.errors.contains(
-        "components[1].kind: a package holds one intro at most (components[0] is one)"))
+    EXPECT_TRUE(
+        built.errors.contains("components[1].kind: a package holds one intro or intermediate "
+                              "overlay at most (components[0] is one)"))
         << built.errors.toStdString();
 }

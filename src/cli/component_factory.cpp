@@ -3,6 +3,7 @@
 #include "cli/cli_error.h"
 #include "cli/effect_kinds.h"
 #include "cli/import_kinds.h"
+#include "cli/overlay_kinds.h"
 
 namespace Cli {
 
@@ -11,6 +12,7 @@ const ComponentFactory& ComponentFactory::standard() {
         ComponentFactory kinds;
         addEffectKinds(kinds);
         addImportKinds(kinds);
+        addOverlayKinds(kinds);
         return kinds;
     }();
     return factory;

@@ -5,6 +5,7 @@
 #include <QPixmap>
 #include <set>
 
+#include "cli/timeline_file.h"
 #include "package/abstract_build_component.h"
 
 namespace Cli {
@@ -33,6 +34,32 @@ QString ComponentFields::sourceFile(const QString& field, bool required) {
     else if (!info.isFile())
         m_warnings << QStringLiteral("%1: not a file: %2").arg(where(field), path);
     return path;
+}
+
+Timeline::Object ComponentFields::timeline(const QString& field) {
+    const QString path = m_recipe.resolve(text(field, true));
+    if (!QFileInfo(path).isFile())
+        fail(field, QStringLiteral("no such file: %1").arg(path));
+    Timeline::Object timeline = TimelineFile::load(path);
+    for (const auto& clip : timeline.clips()) {
+        const QString media = clip->media.sourcePath;
+        if (!media.isEmpty() && !QFileInfo(media).isFile())
+            m_warnings
+                << QStringLiteral("%1: %2: no such media file: %3").arg(where(field), path, media);
+    }
+    return timeline;
+}
+
+void ComponentFields::requireOneProjectBundle() {
+    static const QStringList bundleKinds = {QStringLiteral("intro"),
+                                            QStringLiteral("intermediate-overlay")};
+    for (const ComponentEntry& other : m_recipe.components) {
+        if (other.index < m_entry.index && bundleKinds.contains(other.kind))
+            fail(QStringLiteral("kind"),
+                 QStringLiteral("a package holds one intro or intermediate overlay at most "
+                                "(components[%1] is one)")
+                     .arg(other.index));
+    }
 }
 
 void ComponentFields::applyMetadata(Package::AbstractBuildComponent& component) {

@@ -5,6 +5,7 @@
 
 #include "cli/json_fields.h"
 #include "cli/recipe.h"
+#include "platform/model/timeline_object.h"
 
 namespace Package {
 class AbstractBuildComponent;
@@ -22,6 +23,15 @@ public:
     // A path of a file that the component reads. A file that does not exist is a warning (the
     // library builds without it), not an error.
     QString sourceFile(const QString& field, bool required);
+
+    // Reads the timeline file that the field names (it must exist and be valid). Media files of the
+    // timeline that do not exist are warnings.
+    Timeline::Object timeline(const QString& field);
+
+    // Fails when an earlier component also writes a project bundle (an intro or an intermediate
+    // overlay): every bundle of a package is written to the same file, so a second would replace
+    // the first.
+    void requireOneProjectBundle();
 
     // Applies "categories", "collectionId" and "preview" to the component.
     void applyMetadata(Package::AbstractBuildComponent& component);

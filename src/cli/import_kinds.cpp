@@ -1,11 +1,8 @@
 #include "cli/import_kinds.h"
 
-#include <QFileInfo>
-
 #include "cli/cli_error.h"
 #include "cli/component_factory.h"
 #include "cli/component_fields.h"
-#include "cli/timeline_file.h"
 #include "package/components/imports/import_build_component.h"
 #include "package/components/imports/intro_build_component.h"
 
@@ -54,27 +51,10 @@ std::shared_ptr<Package::IBuildComponent> makeImport(const ComponentEntry& entry
 std::shared_ptr<Package::IBuildComponent> makeIntro(const ComponentEntry& entry,
                                                     const Recipe& recipe, QStringList& warnings) {
     ComponentFields fields(entry, recipe, warnings);
-    // Every intro of a package is written to the same bundle, so a second one would replace the
-    // first.
-    for (const ComponentEntry& other : recipe.components) {
-        if (other.index < entry.index && other.kind == entry.kind)
-            fields.fail(QStringLiteral("kind"),
-                        QStringLiteral("a package holds one intro at most (components[%1] is one)")
-                            .arg(other.index));
-    }
-    const QString given = fields.text(QStringLiteral("timeline"), true);
-    const QString path = recipe.resolve(given);
-    if (!QFileInfo(path).isFile())
-        fields.fail(QStringLiteral("timeline"), QStringLiteral("no such file: %1").arg(path));
+    fields.requireOneProjectBundle();
     Package::IntroParams params;
-    params.timeline =
-        params.timelineStorage.adopt(std::make_unique<Timeline::Object>(TimelineFile::load(path)));
-    for (const auto& clip : params.timeline->clips()) {
-        const QString media = clip->media.sourcePath;
-        if (!media.isEmpty() && !QFileInfo(media).isFile())
-            warnings << QStringLiteral("%1: %2: no such media file: %3")
-                            .arg(fields.where(QStringLiteral("timeline")), path, media);
-    }
+    params.timeline = params.timelineStorage.adopt(
+        std::make_unique<Timeline::Object>(fields.timeline(QStringLiteral("timeline"))));
     params.primaryText = fields.text(QStringLiteral("title"));
     params.secondaryText = fields.text(QStringLiteral("description"));
     auto component = std::make_shared<Package::IntroBuildComponent>(params);

@@ -1,0 +1,42 @@
+#pragma once
+
+// Private to the media library.
+
+#include "platform/media/av_support.h"
+
+namespace Media {
+
+// Decodes the frame of one video stream that is on screen at a given time: the last frame whose
+// presentation time is at or before it, or the first frame when the time is before the stream
+// begins, or the last when it is past the end. It seeks to the key frame at or before the time
+// and decodes forward, holding two frames besides the decoder's own; frames that can neither be
+// the answer nor be referenced by it are not decoded at all.
+class FrameFinder {
+public:
+    // `decoder` is open for `streamIndex` of `format`; neither is owned.
+    FrameFinder(AVFormatContext* format, int streamIndex, AVCodecContext* decoder);
+
+    // `time` is in microseconds from the start of the file. Null when no frame could be decoded.
+    Av::Frame find(int64_t timeUs);
+
+private:
+    struct Pass {
+        Av::Frame best;
+        int64_t bestTime = AV_NOPTS_VALUE;
+        int64_t earliestTime = AV_NOPTS_VALUE;
+        int64_t nextTime = AV_NOPTS_VALUE;  // where the last frame's duration ends
+    };
+
+    bool seek(int64_t position);
+    bool seekToStart();
+    int64_t lastTime() const;
+    bool isLate(const Pass& pass, int64_t target) const;
+    Pass decodeUpTo(int64_t target, bool afterSeek);
+    bool decideOn(Pass& pass, Av::Frame& frame, int64_t target) const;
+
+    AVFormatContext* format_;
+    AVStream* stream_;
+    AVCodecContext* decoder_;
+};
+
+}  // namespace Media

@@ -1,0 +1,166 @@
+#include "platform/media/snapshot.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+#include <algorithm>
+#include <new>
+#include <stdexcept>
+
+#include "platform/media/core_parser.h"
+#include "platform/media/frame_finder.h"
+#include "platform/media/stream_reader_impl.h"
+
+namespace Media {
+namespace {
+
+// Fast deflate with a cheap row filter: the caller waits for the snapshot, and the default level
+// takes two to three times as long for files at most a sixth smaller.
+constexpr int kPngCompression = 1;
+constexpr const char* kPngPrediction = "up";
+
+// Far beyond any media, and small enough that microseconds on a file's clock cannot overflow.
+constexpr qint64 kMaxTimeMs = qint64(1) << 40;
+
+[[noreturn]] void fail(const std::string& what, const QString& path, const std::string& why = {}) {
+    throw std::runtime_error(what + " '" + path.toStdString() + "'" +
+                             (why.empty() ? std::string() : ": " + why));
+}
+
+int firstVideoStream(const AVFormatContext* format) {
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        if (format->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
+            return int(i);
+    }
+    return -1;
+}
+
+Av::CodecContext openDecoder(const AVStream* stream) {
+    const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
+    if (!codec)
+        return {};
+    Av::CodecContext decoder(avcodec_alloc_context3(codec));
+    if (!decoder || avcodec_parameters_to_context(decoder.get(), stream->codecpar) < 0)
+        return {};
+    decoder->pkt_timebase = stream->time_base;
+    decoder->thread_count = 0;  // one per core
+    if (avcodec_open2(decoder.get(), codec, nullptr) < 0)
+        return {};
+    return decoder;
+}
+
+// The "J" formats are full-range aliases that the scaler wants spelt as the plain format.
+AVPixelFormat plainFormat(AVPixelFormat format, bool* fullRange) {
+    switch (format) {
+        case AV_PIX_FMT_YUVJ420P:
+            *fullRange = true;
+            return AV_PIX_FMT_YUV420P;
+        case AV_PIX_FMT_YUVJ422P:
+            *fullRange = true;
+            return AV_PIX_FMT_YUV422P;
+        case AV_PIX_FMT_YUVJ444P:
+            *fullRange = true;
+            return AV_PIX_FMT_YUV444P;
+        case AV_PIX_FMT_YUVJ440P:
+            *fullRange = true;
+            return AV_PIX_FMT_YUV440P;
+        case AV_PIX_FMT_YUVJ411P:
+            *fullRange = true;
+            return AV_PIX_FMT_YUV411P;
+        default:
+            return format;
+    }
+}
+
+// Null when the scaler does not take the picture's format.
+Av::Frame toRgb(const AVFrame& picture) {
+    bool fullRange = picture.color_range == AVCOL_RANGE_JPEG;
+    const AVPixelFormat source = plainFormat(AVPixelFormat(picture.format), &fullRange);
+    Av::Scaler scaler(sws_getContext(picture.width, picture.height, source, picture.width,
+                                     picture.height, AV_PIX_FMT_RGB24, SWS_BICUBIC, nullptr,
+                                     nullptr, nullptr));
+    if (!scaler)
+        return {};
+    // The picture's own matrix (BT.601 when it does not say), as players convert it.
+    sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(picture.colorspace), fullRange,
+                             sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, 1 << 16, 1 << 16);
+
+    Av::Frame rgb(av_frame_alloc());
+    if (!rgb)
+        throw std::bad_alloc();
+    rgb->format = AV_PIX_FMT_RGB24;
+    rgb->width = picture.width;
+    rgb->height = picture.height;
+    if (av_frame_get_buffer(rgb.get(), 0) < 0)
+        throw std::bad_alloc();
+    sws_scale(scaler.get(), picture.data, picture.linesize, 0, picture.height, rgb->data,
+              rgb->linesize);
+    return rgb;
+}
+
+// The PNG file's bytes; throws naming `outputPath`.
+Av::Packet encodePng(const AVFrame& rgb, const QString& outputPath) {
+    const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
+    if (!codec)
+        fail("Can not write snapshot", outputPath, "this FFmpeg has no PNG encoder");
+    Av::CodecContext encoder(avcodec_alloc_context3(codec));
+    Av::Packet packet(av_packet_alloc());
+    if (!encoder || !packet)
+        throw std::bad_alloc();
+    encoder->width = rgb.width;
+    encoder->height = rgb.height;
+    encoder->pix_fmt = AV_PIX_FMT_RGB24;
+    encoder->time_base = {1, 1};
+    encoder->compression_level = kPngCompression;
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "pred", kPngPrediction, 0);
+    int code = avcodec_open2(encoder.get(), codec, &options);
+    av_dict_free(&options);
+    if (code >= 0)
+        code = avcodec_send_frame(encoder.get(), &rgb);
+    if (code >= 0)
+        code = avcodec_receive_packet(encoder.get(), packet.get());
+    if (code < 0)
+        fail("Can not encode snapshot", outputPath, Av::errorText(code));
+    return packet;
+}
+
+}  // namespace
+
+void Snapshot::write(const std::string& sourcePath, qint64 timeMs, const std::string& outputPath) {
+    const QString source = QFile::decodeName(QByteArray::fromStdString(sourcePath));
+    const QString output = QFile::decodeName(QByteArray::fromStdString(outputPath));
+
+    const boost::intrusive_ptr<StreamReader> reader = CoreParser::openSource(source);
+    AVFormatContext* format = reader->impl_->context.get();
+    const int streamIndex = firstVideoStream(format);
+    if (streamIndex < 0)
+        throw std::runtime_error("Can not extract video stream to make snapshot");
+    const Av::CodecContext decoder = openDecoder(format->streams[streamIndex]);
+    if (!decoder)
+        throw std::runtime_error("Can not decode video stream to make snapshot");
+
+    // Opened before decoding, so that a bad output path fails at once.
+    QSaveFile file(output);
+    if (!file.open(QIODevice::WriteOnly))
+        fail("Can not write snapshot", output, file.errorString().toStdString());
+
+    const qint64 clamped = std::clamp(timeMs, -kMaxTimeMs, kMaxTimeMs);
+    const Av::Frame picture =
+        FrameFinder(format, streamIndex, decoder.get()).find(int64_t(clamped) * 1000);
+    if (!picture)
+        fail("No video frame could be decoded from", source);
+    const Av::Frame rgb = toRgb(*picture);
+    if (!rgb) {
+        const char* name = av_get_pix_fmt_name(AVPixelFormat(picture->format));
+        fail("Can not convert the video picture to RGB from", source,
+             std::string("pixel format ") + (name ? name : "unknown"));
+    }
+    const Av::Packet png = encodePng(*rgb, output);
+
+    if (file.write(reinterpret_cast<const char*>(png->data), png->size) != png->size ||
+        !file.commit())
+        fail("Can not write snapshot", output, file.errorString().toStdString());
+}
+
+}  // namespace Media

@@ -1,0 +1,257 @@
+#include "platform/media/core_parser.h"
+#include "platform/media/snapshot.h"
+#include "platform/media/timing_from_metadata.h"
+
+#include <QFile>
+#include <QImage>
+#include <QTemporaryDir>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+
+#include "test_support.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+// What a call threw, or "" when it did not.
+template <typename Call>
+std::string errorOf(Call&& call) {
+    try {
+        call();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return {};
+}
+
+double psnr(const QImage& a, const QImage& b) {
+    const QImage x = a.convertToFormat(QImage::Format_RGB888);
+    const QImage y = b.convertToFormat(QImage::Format_RGB888);
+    double sum = 0;
+    for (int row = 0; row < x.height(); ++row) {
+        const uchar* p = x.constScanLine(row);
+        const uchar* q = y.constScanLine(row);
+        for (int i = 0; i < x.width() * 3; ++i)
+            sum += double(p[i] - q[i]) * (p[i] - q[i]);
+    }
+    const double mse = sum / (double(x.width()) * x.height() * 3);
+    return mse == 0 ? std::numeric_limits<double>::infinity() : 10 * std::log10(255.0 * 255 / mse);
+}
+
+// Media made once by the ffmpeg command: 3 s of 320x240 video at 25 fps with a key frame every
+// second and B-frames, stored after an audio stream; and 2 s of audio alone.
+class MediaTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        dir_ = std::make_unique<QTemporaryDir>();
+        if (TestSupport::run("ffmpeg", {"-version"}) != 0)
+            return;
+        available_ =
+            ffmpeg({"-f",
+                    "lavfi",
+                    "-i",
+                    "testsrc2=s=320x240:r=25:d=3",
+                    "-f",
+                    "lavfi",
+                    "-i",
+                    "sine=frequency=440:duration=3",
+                    "-map",
+                    "1:a",
+                    "-map",
+                    "0:v",
+                    "-c:v",
+                    "libx264",
+                    "-g",
+                    "25",
+                    "-pix_fmt",
+                    "yuv420p",
+                    "-c:a",
+                    "aac",
+                    path("clip.mp4")}) &&
+            ffmpeg({"-f", "lavfi", "-i", "sine=duration=2", "-c:a", "aac", path("tone.m4a")});
+    }
+    static void TearDownTestSuite() { dir_.reset(); }
+
+    void SetUp() override {
+        if (!available_)
+            GTEST_SKIP() << "the ffmpeg command (with libx264) is needed to make test media";
+    }
+
+    static QString path(const QString& name) { return dir_->filePath(name); }
+    static std::string local(const QString& name) {
+        return QFile::encodeName(path(name)).toStdString();
+    }
+
+    static bool ffmpeg(QStringList arguments) {
+        QString output;
+        arguments = QStringList{"-nostdin", "-v", "error", "-y"} + arguments;
+        const bool ok = TestSupport::run("ffmpeg", arguments, &output) == 0;
+        if (!ok)
+            ADD_FAILURE() << "ffmpeg " << arguments.join(' ').toStdString() << "\n"
+                          << output.toStdString();
+        return ok;
+    }
+
+    // What the ffmpeg command writes for `-ss seconds`.
+    static QImage reference(const QString& seconds) {
+        const QString file = path("ffmpeg-" + seconds + ".png");
+        if (!QFile::exists(file))
+            ffmpeg({"-ss", seconds, "-i", path("clip.mp4"), "-frames:v", "1", file});
+        return QImage(file);
+    }
+
+    static QImage snapshot(qint64 timeMs) {
+        const QString file = path(QStringLiteral("ours-%1.png").arg(timeMs));
+        Media::Snapshot::write(local("clip.mp4"), timeMs, QFile::encodeName(file).toStdString());
+        return QImage(file);
+    }
+
+    static inline std::unique_ptr<QTemporaryDir> dir_;
+    static inline bool available_ = false;
+};
+
+TEST_F(MediaTest, DescribesStreamsAndTiming) {
+    const auto clip = CoreParser::openSource(path("clip.mp4"));
+    ASSERT_EQ(clip->streams().size(), 2u);
+    const Media::StreamInfo& audio = clip->streams()[0];
+    const Media::StreamInfo& video = clip->streams()[1];
+    EXPECT_EQ(audio.index, 0);
+    EXPECT_EQ(audio.type, Media::AudioStream);
+    EXPECT_EQ(audio.codecName, "aac");
+    EXPECT_EQ(video.index, 1);
+    EXPECT_EQ(video.type, Media::VideoStream);
+    EXPECT_EQ(video.codecName, "h264");
+    EXPECT_EQ(video.width, 320);
+    EXPECT_EQ(video.height, 240);
+    EXPECT_DOUBLE_EQ(video.frameRate.value(), 25.0);
+    EXPECT_EQ(clip->formatFile().firstVideoStream(), &video);
+
+    const Resource::Timing timing = Core::getTimingFromMetadata(clip->formatFile());
+    EXPECT_EQ(timing.start, 0);
+    EXPECT_NEAR(double(timing.length), 3000, 40);
+    EXPECT_EQ(timing.frameRate, 25000);
+
+    const auto tone = CoreParser::openSource(path("tone.m4a"));
+    ASSERT_EQ(tone->streams().size(), 1u);
+    EXPECT_EQ(tone->streams()[0].type, Media::AudioStream);
+    const Resource::Timing toneTiming = Core::getTimingFromMetadata(tone->formatFile());
+    EXPECT_NEAR(double(toneTiming.length), 2000, 50);
+    EXPECT_EQ(toneTiming.frameRate, 0);
+}
+
+TEST(MediaTiming, VideoFieldsWinEachFallingBackToTheContainer) {
+    Media::FormatFile format;
+    format.startUs = -21333;
+    format.durationUs = 10'000'400;
+    format.streams.push_back({0, Media::AudioStream, "aac", 0, 0, {}, 0, 9'999'000});
+    Media::StreamInfo video{1, Media::VideoStream, "h264", 1920, 1080, {30000, 1001}, 1'500, {}};
+    format.streams.push_back(video);
+    format.streams.push_back({2, Media::VideoStream, "png", 64, 64, {90000, 1}, 0, 1'000'000});
+
+    EXPECT_EQ(Core::getTimingFromMetadata(format), (Resource::Timing{2, 10'000, 29'970}));
+
+    format.streams[1].startUs.reset();
+    format.streams[1].durationUs = 4'999'499;
+    format.streams[1].frameRate = {};
+    EXPECT_EQ(Core::getTimingFromMetadata(format), (Resource::Timing{-21, 4'999, 0}));
+
+    format.streams.erase(format.streams.begin() + 1, format.streams.end());
+    EXPECT_EQ(Core::getTimingFromMetadata(format), (Resource::Timing{-21, 10'000, 0}));
+    EXPECT_EQ(Core::getTimingFromMetadata({}), (Resource::Timing{0, 0, 0}));
+}
+
+// At frame times (1320 ms is mid-GOP, 2960 ms the last frame) the ffmpeg command takes the same
+// frame as we do.
+TEST_F(MediaTest, SnapshotMatchesFfmpegAtFrameTimes) {
+    for (const auto& [ms, seconds] :
+         {std::pair<qint64, QString>{0, "0"}, {1320, "1.32"}, {2960, "2.96"}}) {
+        SCOPED_TRACE(ms);
+        const QImage ours = snapshot(ms);
+        const QImage theirs = reference(seconds);
+        ASSERT_FALSE(ours.isNull());
+        ASSERT_FALSE(theirs.isNull());
+        EXPECT_EQ(ours.size(), QSize(320, 240));
+        EXPECT_EQ(ours.size(), theirs.size());
+        EXPECT_GE(psnr(ours, theirs), 40.0);
+    }
+}
+
+TEST_F(MediaTest, SnapshotTakesTheFrameOnScreen) {
+    // Between frames: the one shown, not the next (which is what the ffmpeg command takes).
+    const QImage between = snapshot(1330);
+    EXPECT_GE(psnr(between, reference("1.32")), 40.0);
+    EXPECT_LT(psnr(between, reference("1.36")), 30.0);
+    // Just before the key frame at 1 s, whose decode time comes earlier than 990 ms.
+    EXPECT_GE(psnr(snapshot(990), reference("0.96")), 40.0);
+    // Before the start, the first frame; past the end, the last.
+    EXPECT_GE(psnr(snapshot(-500), reference("0")), 40.0);
+    EXPECT_GE(psnr(snapshot(60'000), reference("2.96")), 40.0);
+}
+
+// MPEG-TS has no index: seeking lands on any packet, before or after the key frame needed, and
+// the file starts at a non-zero time. The frames must still be the ones the MP4 shows.
+TEST_F(MediaTest, SnapshotOfAStreamWithoutIndex) {
+    ASSERT_TRUE(ffmpeg({"-i", path("clip.mp4"), "-map", "0:v", "-c", "copy", path("clip.ts")}));
+    for (const auto& [ms, seconds] : {std::pair<qint64, QString>{0, "0"},
+                                      {990, "0.96"},
+                                      {1320, "1.32"},
+                                      {2960, "2.96"},
+                                      {9000, "2.96"}}) {
+        SCOPED_TRACE(ms);
+        const QString file = path(QStringLiteral("ts-%1.png").arg(ms));
+        Media::Snapshot::write(local("clip.ts"), ms, QFile::encodeName(file).toStdString());
+        EXPECT_GE(psnr(QImage(file), reference(seconds)), 40.0);
+    }
+}
+
+TEST_F(MediaTest, SnapshotErrors) {
+    const std::string out = local("error.png");
+    EXPECT_EQ(errorOf([&] { Media::Snapshot::write(local("tone.m4a"), 0, out); }),
+              "Can not extract video stream to make snapshot");
+
+    // A video stream whose codec this FFmpeg does not know.
+    ASSERT_TRUE(ffmpeg({"-f", "lavfi", "-i", "testsrc2=s=64x48:r=5:d=1", "-c:v", "rawvideo",
+                        "-pix_fmt", "yuv420p", path("raw.avi")}));
+    QByteArray avi = TestSupport::readFile(path("raw.avi"));
+    const int header = avi.indexOf("vids");
+    const int format = avi.indexOf("strf");
+    ASSERT_GT(header, 0);
+    ASSERT_GT(format, 0);
+    avi.replace(header + 4, 4, "ZZZZ").replace(format + 8 + 16, 4, "ZZZZ");
+    TestSupport::writeFile(path("unknown.avi"), avi);
+    EXPECT_EQ(errorOf([&] { Media::Snapshot::write(local("unknown.avi"), 0, out); }),
+              "Can not decode video stream to make snapshot");
+
+    const std::string missing = local("missing.mp4");
+    EXPECT_THAT(errorOf([&] { CoreParser::openSource(path("missing.mp4")); }),
+                testing::AllOf(HasSubstr(missing), HasSubstr("No such file or directory")));
+    EXPECT_THAT(errorOf([&] { Media::Snapshot::write(missing, 0, out); }), HasSubstr(missing));
+
+    TestSupport::writeFile(path("notes.txt"), "not media at all\n");
+    EXPECT_THAT(errorOf([&] { Media::Snapshot::write(local("notes.txt"), 0, out); }),
+                HasSubstr(local("notes.txt")));
+
+    // Cut right after the start of the media data: the header reads, no frame decodes.
+    ASSERT_TRUE(ffmpeg(
+        {"-i", path("clip.mp4"), "-c", "copy", "-movflags", "+faststart", path("fast.mp4")}));
+    const QByteArray whole = TestSupport::readFile(path("fast.mp4"));
+    const int data = whole.indexOf("mdat");
+    ASSERT_GT(data, 0);
+    TestSupport::writeFile(path("cut.mp4"), whole.left(data + 64));
+    EXPECT_THAT(errorOf([&] { Media::Snapshot::write(local("cut.mp4"), 1000, out); }),
+                HasSubstr(local("cut.mp4")));
+
+    const std::string unwritable = local("notes.txt") + "/snapshot.png";
+    EXPECT_THAT(errorOf([&] { Media::Snapshot::write(local("clip.mp4"), 0, unwritable); }),
+                HasSubstr(unwritable));
+    EXPECT_FALSE(QFile::exists(path("error.png")));
+}
+
+}  // namespace
