@@ -8,7 +8,7 @@ packages=(
   qtbase5-dev libboost-dev libzip-dev
   libavformat-dev libavcodec-dev libswscale-dev libavutil-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  zip unzip
+  zip unzip ffmpeg
 )
 
 missing=()

@@ -30,7 +30,7 @@ struct StreamInfo {
     int index = 0;  // the stream's index in the file
     StreamType type = OtherStream;
     QString codecName;  // e.g. "h264", "aac"; "none" when the codec is not known
-    int width = 0;      // coded picture size, video only: the sample aspect ratio is not applied
+    int width = 0;  // picture size in pixels, video only: the sample aspect ratio is not applied
     int height = 0;
     Rational frameRate;  // video: the average rate, else the base rate; unknown for other streams
     std::optional<qint64> startUs;

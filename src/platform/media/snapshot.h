@@ -11,8 +11,8 @@ class Snapshot {
 public:
     // Writes the frame of `sourcePath`'s first video stream (by stream index) that is on screen
     // `timeMs` milliseconds after the start of the file as an 8-bit RGB PNG of the picture's
-    // coded size (the sample aspect ratio is not applied) to `outputPath`. Before the first frame
-    // that is the first frame, past the end the last. Paths are in the local 8-bit encoding.
+    // size in pixels (the sample aspect ratio is not applied) to `outputPath`. Before the first
+    // frame that is the first frame, past the end the last. Paths are in the local 8-bit encoding.
     //
     // Throws std::runtime_error: "Can not extract video stream to make snapshot" when the source
     // has no video stream, "Can not decode video stream to make snapshot" when no decoder for it
