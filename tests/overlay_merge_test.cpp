@@ -4,7 +4,9 @@
 #include <cmath>
 
 #include "package/builder.h"
+#include "package/components/imports/intro_build_component.h"
 #include "package/components/overlays/final_overlay_build_component.h"
+#include "package/components/overlays/intermediate_overlay_build_component.h"
 #include "package/components/overlays/video_placement.h"
 #include "platform/bundle/store_item.h"
 #include "platform/model/package_object.h"
@@ -312,4 +314,63 @@ TEST(ExtraVideo, ASourceWithoutVideoFailsTheBuildWhenItsStillIsMade) {
         EXPECT_STREQ(error.what(), "Can not extract video stream to make snapshot");
     }
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("out.qpack")));
+}
+
+TEST(IntermediateOverlay, StoresOneUnconvertedItemAndTheTimelineAsAnIntro) {
+    Fixture f;
+    f.params.overlayType = Package::StickerOverlay;
+    f.params.firstItemSpan = 500;
+    f.params.secondItemSpan = 300;
+    f.params.videoTiming = {10, 20, 30};
+    f.timeline->addClip(overlayClip(1, 0, 2000));
+    f.package.folder = f.dir.filePath(QStringLiteral("work"));  // the bundle goes beside it
+    Package::IntermediateOverlayBuildComponent component(f.params, QStringLiteral("intros"));
+    component.setCategories({QStringLiteral("fun")});
+    const Package::ResourceFixupQueue fixups = component.build(&f.package);
+    EXPECT_EQ(fixups.size(), 1u);  // the project part's copy; the overlay part adds none
+
+    ASSERT_EQ(f.package.presetAddOns.size(), 1u);
+    const Package::CollectionAddOn& overlay = f.package.presetAddOns.front();
+    EXPECT_TRUE(overlay.path.startsWith(QStringLiteral("titles/{")));
+    ASSERT_EQ(overlay.resources.size(), 1u);
+    EXPECT_EQ(overlay.resources[0].type(), Resource::DataFile);
+    EXPECT_EQ(overlay.resources[0].timing, (Resource::Timing{10, 20, 30}));
+    const QString uuid = overlay.path.section(QLatin1Char('/'), 1, 1);
+    auto record =
+        Bundle::loadItem<Overlay::Preset>(f.package.folder + "/titles//" + uuid, f.storage);
+    EXPECT_EQ(record.item->kind, Overlay::Preset::Sticker);
+    EXPECT_EQ(record.item->duration, 100000);  // the primary track counts here
+    ASSERT_EQ(record.item->items.size(), 1u);
+    EXPECT_EQ(record.item->items[0].firstFraction, 500.0);
+    EXPECT_EQ(record.item->items[0].secondFraction, 300.0);
+
+    ASSERT_EQ(f.package.importAddOns.size(), 1u);
+    EXPECT_EQ(f.package.importAddOns[0].categories,
+              (std::map<QString, QString>{{"fun", "intros"}}));
+    EXPECT_TRUE(QFileInfo::exists(Package::IntroBuildComponent::bundlePath(f.package.folder)));
+}
+
+TEST(OverlayRecipe, AnOverlayIsFiledUnderItsTypesCollection) {
+    QTemporaryDir dir;
+    TestSupport::writeFile(dir.filePath("t.json"), R"({"tracks": ["a"], "clips": [
+        {"track": 0, "content": "overlay", "position": 0, "length": 1000,
+         "overlay": {"items": [{"content": "Hi"}]}}]})");
+    TestSupport::writeFile(dir.filePath("recipe.json"), R"({"name": "T", "components": [
+        {"kind": "overlay", "timeline": "t.json", "overlayType": "callout",
+         "firstItemSpan": 250, "videoTiming": {"length": 5}}]})");
+    const TestSupport::ToolResult built =
+        TestSupport::tool({QStringLiteral("build"), dir.filePath("recipe.json")});
+    ASSERT_EQ(built.code, 0) << built.errors.toStdString();
+    bool found = false;
+    for (const QString& entry : TestSupport::zipEntries(dir.filePath("T.qpack")))
+        found = found || (entry.startsWith("callouts/{") && entry.endsWith("/item.xml"));
+    EXPECT_TRUE(found);
+
+    TestSupport::writeFile(dir.filePath("recipe.json"), R"({"name": "T", "components": [
+        {"kind": "overlay", "timeline": "t.json", "videoTiming": {"lenght": 5}}]})");
+    const TestSupport::ToolResult broken =
+        TestSupport::tool({QStringLiteral("build"), dir.filePath("recipe.json")});
+    EXPECT_EQ(broken.code, 1);
+    EXPECT_TRUE(broken.errors.contains("components[0].videoTiming.lenght: unknown field"))
+        << broken.errors.toStdString();
 }
