@@ -1,7 +1,8 @@
 #pragma once
 
 #include <algorithm>
-#include <deque>
+#include <boost/container/deque.hpp>
+#include <boost/container/options.hpp>
 #include <string>
 
 #include "platform/model/transformation_object.h"
@@ -51,7 +52,12 @@ public:
     using Key = KeyValue<ValueType>;
 
     ValueType defaultValue = Trait::s_defaultValue;
-    std::deque<Key> keys;
+    // A double-ended queue that allocates nothing until its first key, in blocks of a few keys:
+    // every overlay item holds an envelope, most with no or few keys, and a merged preset can
+    // hold a million items.
+    using Keys = boost::container::deque<
+        Key, void, boost::container::deque_options_t<boost::container::block_size<4u>>>;
+    Keys keys;
 
     ValueType valueAt(double step) const {
         if (keys.empty())

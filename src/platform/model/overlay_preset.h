@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <utility>
 #include <vector>
 
 #include "platform/model/animation.h"
@@ -49,6 +50,7 @@ public:
     std::vector<Item> items;
 
     void appendItem(const Item& item) { items.push_back(item); }
+    void appendItem(Item&& item) { items.push_back(std::move(item)); }
 
     static std::string staticTypeName() { return "Overlay::Preset"; }
     std::string typeName() const override { return staticTypeName(); }

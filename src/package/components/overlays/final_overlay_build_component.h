@@ -21,7 +21,8 @@ public:
     // The preset kind of an overlay type: 0 -> 1, 1 -> 2, 2 -> 3, anything else 0.
     static qint32 presetKind(qint32 overlayType);
 
-private:
+protected:
+    // The steps of build(), open to subclasses so that each can be driven (and measured) alone.
     // A copy of the params' timeline without the clips of its primary track.
     Timeline::Object prepareTimeline() const;
     // Adds a video item, the video and its still for every video clip; the only source of fixups.
@@ -31,6 +32,7 @@ private:
     // clip's keyframes cut to its visible part.
     void mergeOverlays(const Timeline::Object* timeline, Overlay::Preset* preset) const;
 
+private:
     OverlayParams m_params;
 };
 
