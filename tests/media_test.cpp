@@ -9,8 +9,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
 #include <memory>
 #include <stdexcept>
 
@@ -29,20 +27,6 @@ std::string errorOf(Call&& call) {
         return error.what();
     }
     return {};
-}
-
-double psnr(const QImage& a, const QImage& b) {
-    const QImage x = a.convertToFormat(QImage::Format_RGB888);
-    const QImage y = b.convertToFormat(QImage::Format_RGB888);
-    double sum = 0;
-    for (int row = 0; row < x.height(); ++row) {
-        const uchar* p = x.constScanLine(row);
-        const uchar* q = y.constScanLine(row);
-        for (int i = 0; i < x.width() * 3; ++i)
-            sum += double(p[i] - q[i]) * (p[i] - q[i]);
-    }
-    const double mse = sum / (double(x.width()) * x.height() * 3);
-    return mse == 0 ? std::numeric_limits<double>::infinity() : 10 * std::log10(255.0 * 255 / mse);
 }
 
 // Media made once by the ffmpeg command: 3 s of 320x240 video at 25 fps with a key frame every
@@ -179,20 +163,20 @@ TEST_F(MediaTest, SnapshotMatchesFfmpegAtFrameTimes) {
         ASSERT_FALSE(theirs.isNull());
         EXPECT_EQ(ours.size(), QSize(320, 240));
         EXPECT_EQ(ours.size(), theirs.size());
-        EXPECT_GE(psnr(ours, theirs), 40.0);
+        EXPECT_GE(TestSupport::psnr(ours, theirs), 40.0);
     }
 }
 
 TEST_F(MediaTest, SnapshotTakesTheFrameOnScreen) {
     // Between frames: the one shown, not the next (which is what the ffmpeg command takes).
     const QImage between = snapshot(1330);
-    EXPECT_GE(psnr(between, reference("1.32")), 40.0);
-    EXPECT_LT(psnr(between, reference("1.36")), 30.0);
+    EXPECT_GE(TestSupport::psnr(between, reference("1.32")), 40.0);
+    EXPECT_LT(TestSupport::psnr(between, reference("1.36")), 30.0);
     // Just before the key frame at 1 s, whose decode time comes earlier than 990 ms.
-    EXPECT_GE(psnr(snapshot(990), reference("0.96")), 40.0);
+    EXPECT_GE(TestSupport::psnr(snapshot(990), reference("0.96")), 40.0);
     // Before the start, the first frame; past the end, the last.
-    EXPECT_GE(psnr(snapshot(-500), reference("0")), 40.0);
-    EXPECT_GE(psnr(snapshot(60'000), reference("2.96")), 40.0);
+    EXPECT_GE(TestSupport::psnr(snapshot(-500), reference("0")), 40.0);
+    EXPECT_GE(TestSupport::psnr(snapshot(60'000), reference("2.96")), 40.0);
 }
 
 // MPEG-TS has no index: seeking lands on any packet, before or after the key frame needed, and
@@ -207,7 +191,7 @@ TEST_F(MediaTest, SnapshotOfAStreamWithoutIndex) {
         SCOPED_TRACE(ms);
         const QString file = path(QStringLiteral("ts-%1.png").arg(ms));
         Media::Snapshot::write(local("clip.ts"), ms, QFile::encodeName(file).toStdString());
-        EXPECT_GE(psnr(QImage(file), reference(seconds)), 40.0);
+        EXPECT_GE(TestSupport::psnr(QImage(file), reference(seconds)), 40.0);
     }
 }
 

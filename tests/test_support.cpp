@@ -8,6 +8,9 @@
 #include <QFileInfo>
 #include <QProcess>
 
+#include <cmath>
+#include <limits>
+
 namespace TestSupport {
 
 void writeFile(const QString& path, const QByteArray& data) {
@@ -82,6 +85,20 @@ ToolResult tool(const QStringList& arguments) {
     ToolResult result;
     result.code = run(QStringLiteral(PACKWRIGHT_TOOL), arguments, &result.output, &result.errors);
     return result;
+}
+
+double psnr(const QImage& a, const QImage& b) {
+    const QImage x = a.convertToFormat(QImage::Format_RGB888);
+    const QImage y = b.convertToFormat(QImage::Format_RGB888);
+    double sum = 0;
+    for (int row = 0; row < x.height(); ++row) {
+        const uchar* p = x.constScanLine(row);
+        const uchar* q = y.constScanLine(row);
+        for (int i = 0; i < x.width() * 3; ++i)
+            sum += double(p[i] - q[i]) * (p[i] - q[i]);
+    }
+    const double mse = sum / (double(x.width()) * x.height() * 3);
+    return mse == 0 ? std::numeric_limits<double>::infinity() : 10 * std::log10(255.0 * 255 / mse);
 }
 
 }  // namespace TestSupport

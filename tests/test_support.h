@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QImage>
 #include <QString>
 #include <QStringList>
 
@@ -28,5 +29,8 @@ ToolResult tool(const QStringList& arguments);
 QStringList zipEntries(const QString& zipPath);
 // The bytes of one entry of a zip file; fails the test when it is missing.
 QByteArray zipEntry(const QString& zipPath, const QString& name);
+
+// The peak signal-to-noise ratio of two images of one size, in dB (infinite when they are equal).
+double psnr(const QImage& a, const QImage& b);
 
 }  // namespace TestSupport
