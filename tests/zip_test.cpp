@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gmock/gmock.h>
@@ -264,6 +265,26 @@ TEST_F(ZipTest, FailedPackLeavesNoFileAndKeepsTheOldPackage) {
     EXPECT_THAT(
         errorFrom([&] { Zip::compressAll(path("out/pkg.qpack"), path("growing"), growWhileRead); }),
         HasSubstr("'big.bin' changed while packing"));
+}
+
+TEST_F(ZipTest, AFolderPackedIntoItsOwnPathBecomesItsPackage) {
+    makeSourceTree();
+    const QStringList contents = tree(path("src"));
+
+    // A failure keeps the folder as it was and leaves nothing beside it.
+    Zip::PackOptions cancelHalfWay;
+    cancelHalfWay.progress = [](double fraction) { return fraction < 0.5; };
+    EXPECT_THAT(errorFrom([&] { Zip::compressAll(path("src"), path("src"), cancelHalfWay); }),
+                HasSubstr("cancelled"));
+    EXPECT_EQ(tree(path("src")), contents);
+    EXPECT_EQ(tree(dir.path()).filter(QRegularExpression("^[^/]+/?$")), QStringList{"src/"});
+
+    Zip::compressAll(path("src") + "/", path("src"));
+    ASSERT_TRUE(QFileInfo(path("src")).isFile());
+    EXPECT_EQ(tree(dir.path()), QStringList{"src"});  // no temporaries, no folder left aside
+    Zip::extractAll(path("src"), path("unpacked"));
+    EXPECT_EQ(tree(path("unpacked")), contents);
+    EXPECT_EQ(readFile(path("unpacked/project.xml")), xmlText(3000));
 }
 
 TEST_F(ZipTest, PackingRefusesNamesThatCannotBeUnpacked) {

@@ -1,5 +1,6 @@
 #include "platform/bundle/zip.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
@@ -608,6 +609,54 @@ bool isEmptyFolder(const QByteArray& path) {
     return empty;
 }
 
+// A free name beside `target` for a temporary of the given kind: "<parent>/.<base><kind><random>".
+QByteArray freeSibling(const QByteArray& target, const char* kind) {
+    const int slash = target.lastIndexOf('/');
+    const QByteArray parent = slash > 0 ? target.left(slash) : slash == 0 ? "/" : ".";
+    const QByteArray base = target.mid(slash + 1);
+    for (;;) {
+        const QByteArray candidate = parent + "/." + base + kind +
+                                     QByteArray::number(QRandomGenerator::global()->generate(), 36);
+        struct stat st;
+        if (::lstat(candidate.constData(), &st) != 0)
+            return candidate;
+    }
+}
+
+bool isSameFolder(const QByteArray& a, const QByteArray& b) {
+    struct stat x, y;
+    return ::stat(a.constData(), &x) == 0 && ::stat(b.constData(), &y) == 0 && S_ISDIR(x.st_mode) &&
+           x.st_dev == y.st_dev && x.st_ino == y.st_ino;
+}
+
+// Packs a folder into a file of its own path. The package is written beside the folder, the folder
+// is moved aside, the package takes its place, and only then is the folder removed: at every
+// moment the path holds either the whole folder or the whole package, and a failure puts the
+// folder back.
+void packInPlace(const QString& path, const PackOptions& options) {
+    const QByteArray target = QFile::encodeName(QDir::cleanPath(path));
+    const QByteArray packed = freeSibling(target, ".pack-");
+    compressAll(QFile::decodeName(packed), path, options);  // leaves nothing behind on failure
+    const QByteArray aside = freeSibling(target, ".packed-");
+    if (::rename(target.constData(), aside.constData()) != 0) {
+        const int error = errno;
+        ::remove(packed.constData());
+        throw Error(
+            QStringLiteral("%1: cannot move the folder aside to replace it by its package: %2")
+                .arg(path, systemError(error))
+                .toStdString());
+    }
+    if (::rename(packed.constData(), target.constData()) != 0) {
+        const int error = errno;
+        ::rename(aside.constData(), target.constData());
+        ::remove(packed.constData());
+        throw Error(QStringLiteral("%1: cannot put the package in the folder's place: %2")
+                        .arg(path, systemError(error))
+                        .toStdString());
+    }
+    removeTree(aside);
+}
+
 }  // namespace
 
 bool isStoredByName(const QString& fileName) {
@@ -621,6 +670,9 @@ bool isStoredByName(const QString& fileName) {
 }
 
 void compressAll(const QString& packagePath, const QString& folder, const PackOptions& options) {
+    if (!packagePath.isEmpty() && !folder.isEmpty() &&
+        isSameFolder(QFile::encodeName(packagePath), QFile::encodeName(folder)))
+        return packInPlace(packagePath, options);
     Packer packer(packagePath, folder, options);
     if (packagePath.isEmpty())
         packer.fail(QStringLiteral("no package path given"));

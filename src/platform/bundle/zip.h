@@ -24,6 +24,10 @@ struct PackOptions {
 // skipped, and so is the package itself when it lies inside `folder`. The package appears only
 // complete: a failure or a cancel leaves no file at or beside `packagePath`, and a file that was
 // there stays untouched. Throws Bundle::Error naming the package and the file at fault.
+//
+// When `packagePath` is `folder` itself, the folder is replaced by its package: the package is
+// written beside it and takes the folder's place only when complete, and the folder is removed
+// after that. A failure leaves the folder as it was.
 void compressAll(const QString& packagePath, const QString& folder,
                  const PackOptions& options = {});
 
