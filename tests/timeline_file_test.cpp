@@ -3,11 +3,13 @@
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QTemporaryDir>
+#include <cmath>
 #include <tuple>
 
 #include "cli/cli_error.h"
 #include "cli/timeline_file.h"
 #include "platform/model/video_effect.h"
+#include "platform/serialize/archive.h"
 #include "test_support.h"
 
 namespace {
@@ -195,6 +197,40 @@ TEST(TimelineFile, KeyframesOutOfOrderAreRejectedOrSorted) {
     const Transformation::Envelope& envelope = *timeline.clips()[0]->envelope();
     EXPECT_EQ(envelope.keys[0].step, 0.0);
     EXPECT_EQ(envelope.valueAt(0.25).x, 0.25);
+}
+
+// Written back and read again, a timeline is the same timeline (compared in its archive form).
+TEST(TimelineFile, WrittenTimelinesReadBackEqual) {
+    const auto archive = [](const Timeline::Object& timeline) {
+        Serialize::MemoryContent content;
+        return Serialize::writeArchive(timeline, content);
+    };
+    const Timeline::Object full = parse(kFull);
+    QStringList omitted;
+    const QByteArray written = Cli::TimelineFile::write(full, &omitted);
+    EXPECT_TRUE(omitted.isEmpty()) << omitted.join('\n').toStdString();
+    EXPECT_EQ(archive(parse(written)), archive(full));
+    const Timeline::Object title =
+        Cli::TimelineFile::load(QStringLiteral(PACKWRIGHT_SOURCE_DIR "/examples/media/title.json"));
+    EXPECT_EQ(archive(parse(Cli::TimelineFile::write(title))), archive(title));
+
+    // What the format cannot hold is left out and named.
+    Timeline::Object odd = parse(withClip(R"({"track": 1, "position": 0, "length": 10,
+        "overlay": {"items": [{"begin": 0.5}]}})"));
+    Timeline::Clip clip = *odd.clips().front();
+    clip.addEffect(std::make_unique<Effect::Lut>());
+    Overlay::Preset preset = *clip.overlayPreset();
+    preset.items[0].begin = std::nan("");
+    clip.setOverlayPreset(preset);
+    odd.addClip(clip);
+    omitted.clear();
+    const Timeline::Object back = parse(Cli::TimelineFile::write(odd, &omitted));
+    EXPECT_EQ(omitted,
+              (QStringList{"clips[1].effects[0]: effect 'effect_lut' cannot be written; left out",
+                           "clips[1].overlay.items[0].begin: nan, not a finite number cannot be "
+                           "written; left out"}));
+    EXPECT_TRUE(back.clips()[1]->effects().empty());
+    EXPECT_EQ(back.clips()[1]->overlayPreset()->items[0].begin, 0.0);
 }
 
 TEST(TimelineTool, BrokenIntroTimelineFailsNamingTheFileAndWritesNothing) {
