@@ -7,6 +7,7 @@
 #include <QTemporaryDir>
 
 #include "cli/cli_error.h"
+#include "cli/command_line.h"
 #include "cli/component_factory.h"
 #include "cli/progress.h"
 #include "cli/recipe.h"
@@ -40,7 +41,6 @@ QString defaultOutput(const Recipe& recipe) {
 int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Builds a package from a JSON recipe."));
-    parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("recipe"),
                                  QStringLiteral("The recipe file (JSON)."));
     const QCommandLineOption outputOption({QStringLiteral("o"), QStringLiteral("output")},
@@ -56,16 +56,9 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         QStringLiteral("strict"),
         QStringLiteral("Treat warnings (missing source files) as errors."));
     parser.addOptions({outputOption, uuidOption, keepOption, strictOption});
-    if (!parser.parse(QStringList{QStringLiteral("packwright build")} + arguments))
-        throw Error(
-            QStringLiteral("build: %1 (see packwright build --help)").arg(parser.errorText()), 2);
-    if (parser.isSet(QStringLiteral("help"))) {
-        out << parser.helpText();
+    if (!parseCommandLine(parser, QStringLiteral("build"), arguments, out, 1,
+                          QStringLiteral("one recipe file")))
         return 0;
-    }
-    if (parser.positionalArguments().size() != 1)
-        throw Error(QStringLiteral("build: expected one recipe file (see packwright build --help)"),
-                    2);
 
     Progress progress;
     const Recipe recipe = Recipe::load(parser.positionalArguments().front());

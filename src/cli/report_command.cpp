@@ -6,6 +6,7 @@
 #include <QTemporaryDir>
 
 #include "cli/cli_error.h"
+#include "cli/command_line.h"
 #include "cli/package_report.h"
 
 namespace Cli {
@@ -13,27 +14,15 @@ namespace Cli {
 int inspectCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Shows what a package holds."));
-    parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
     const QCommandLineOption jsonOption(QStringLiteral("json"),
                                         QStringLiteral("Print one JSON document."));
     parser.addOption(jsonOption);
-    if (!parser.parse(QStringList{QStringLiteral("packwright inspect")} + arguments))
-        throw Error(
-            QStringLiteral("inspect: %1 (see packwright inspect --help)").arg(parser.errorText()),
-            2);
-    if (parser.isSet(QStringLiteral("help"))) {
-        out << parser.helpText();
+    if (!parseCommandLine(parser, QStringLiteral("inspect"), arguments, out, 1,
+                          QStringLiteral("one package file")))
         return 0;
-    }
-    if (parser.positionalArguments().size() != 1)
-        throw Error(
-            QStringLiteral("inspect: expected one package file (see packwright inspect --help)"),
-            2);
 
-    const QString packagePath = parser.positionalArguments().front();
-    if (!QFileInfo(packagePath).isFile())
-        throw Error(QStringLiteral("%1: no such package file").arg(packagePath));
+    const QString packagePath = existingPackage(parser.positionalArguments().front());
     QTemporaryDir temporary;
     if (!temporary.isValid())
         throw Error(

@@ -1,0 +1,31 @@
+#include "cli/command_line.h"
+
+#include <QFileInfo>
+
+#include "cli/cli_error.h"
+
+namespace Cli {
+
+bool parseCommandLine(QCommandLineParser& parser, const QString& command,
+                      const QStringList& arguments, QTextStream& out, int positionalCount,
+                      const QString& what) {
+    parser.addHelpOption();
+    const QString see = QStringLiteral("(see packwright %1 --help)").arg(command);
+    if (!parser.parse(QStringList{QStringLiteral("packwright ") + command} + arguments))
+        throw Error(QStringLiteral("%1: %2 %3").arg(command, parser.errorText(), see), 2);
+    if (parser.isSet(QStringLiteral("help"))) {
+        out << parser.helpText();
+        return false;
+    }
+    if (parser.positionalArguments().size() != positionalCount)
+        throw Error(QStringLiteral("%1: expected %2 %3").arg(command, what, see), 2);
+    return true;
+}
+
+QString existingPackage(const QString& path) {
+    if (!QFileInfo(path).isFile())
+        throw Error(QStringLiteral("%1: no such package file").arg(path));
+    return path;
+}
+
+}  // namespace Cli
