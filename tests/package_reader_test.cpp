@@ -143,10 +143,11 @@ TEST(PackageReader, AddOnsThatPointOutsideThePackageAreRefused) {
                 << error.what();
         }
     }
-    EXPECT_EQ(Cli::addOnFolder(QStringLiteral("/p"), QStringLiteral("effects/{a}/")),
+    EXPECT_EQ(Bundle::addOnFolder(QStringLiteral("/p"), QStringLiteral("effects/{a}/")),
               QStringLiteral("/p/effects/{a}"));
-    EXPECT_EQ(Cli::addOnFolder(QStringLiteral("/p"), QStringLiteral("..")), QString());
-    EXPECT_EQ(Cli::addOnFolder(QStringLiteral("/p"), QStringLiteral("../p2/x")), QString());
+    EXPECT_EQ(Bundle::addOnFolder(QStringLiteral("/p"), QStringLiteral("..")), QString());
+    EXPECT_EQ(Bundle::addOnFolder(QStringLiteral("/p"), QStringLiteral("../p2/x")), QString());
+    EXPECT_EQ(Bundle::addOnFolder(QString(), QStringLiteral("effects/{a}/")), QString());
 }
 
 namespace {

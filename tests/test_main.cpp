@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cli/message_filter.h"
+#include "platform/collection/collection_service.h"
 
 // Images are pixmaps, so every test runs inside a QGuiApplication; without a display it uses the
 // offscreen platform.
@@ -12,6 +13,8 @@ int main(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
+    // Reopening packages loads their stored items through the collection, as in the editor.
+    EditorCollection::CollectionService collection;
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -4,6 +4,7 @@
 
 #include "cli/commands.h"
 #include "cli/message_filter.h"
+#include "platform/collection/collection_service.h"
 
 int main(int argc, char** argv) {
     Cli::installMessageFilter();
@@ -12,6 +13,8 @@ int main(int argc, char** argv) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("packwright"));
+    // Answers the requests for stored items that reopening a package makes.
+    EditorCollection::CollectionService collection;
     QTextStream out(stdout);
     QTextStream err(stderr);
     QStringList arguments = QGuiApplication::arguments();

@@ -1,6 +1,5 @@
 #include "cli/package_report.h"
 
-#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <typeinfo>
@@ -48,17 +47,6 @@ QString expectedItemType(const QString& list) {
     return QString();
 }
 
-QString addOnFolder(const QString& root, const QString& addOnPath) {
-    if (addOnPath.isEmpty() || QDir::isAbsolutePath(addOnPath) ||
-        addOnPath.contains(QLatin1Char('\\')))
-        return QString();
-    const QString cleanRoot = QDir::cleanPath(root);
-    const QString folder = QDir::cleanPath(cleanRoot + QLatin1Char('/') + addOnPath);
-    if (!folder.startsWith(cleanRoot + QLatin1Char('/')))
-        return QString();
-    return folder;
-}
-
 PackageReport PackageReport::read(const QString& packagePath, const QString& folder) {
     PackageReport report;
     report.packagePath = packagePath;
@@ -67,7 +55,7 @@ PackageReport PackageReport::read(const QString& packagePath, const QString& fol
     for (const ListInfo& info : kLists) {
         for (const Package::CollectionAddOn& addOn : report.object.*info.member) {
             const QString list = QLatin1String(info.name);
-            const QString itemFolder = addOnFolder(folder, addOn.path);
+            const QString itemFolder = Bundle::addOnFolder(folder, addOn.path);
             if (itemFolder.isEmpty())
                 throw Error(QStringLiteral(
                                 "%1: content file: the %2 add-on '%3' points outside the package")

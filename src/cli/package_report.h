@@ -35,7 +35,4 @@ struct PackageReport {
 // The type name that a stored item of the given add-on list must have.
 QString expectedItemType(const QString& list);
 
-// The absolute folder of an add-on, or an empty string when its path would leave the package root.
-QString addOnFolder(const QString& root, const QString& addOnPath);
-
 }  // namespace Cli

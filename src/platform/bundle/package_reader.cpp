@@ -1,5 +1,6 @@
 #include "platform/bundle/package_reader.h"
 
+#include <QDir>
 #include <QFile>
 #include <QXmlStreamReader>
 
@@ -149,6 +150,17 @@ Package::Object openPackage(const QString& packagePath, const QString& folder,
                             PackageManifest* manifest, const DescriptionParseRules& rules) {
     Zip::extractAll(packagePath, folder);
     return readPackageFolder(folder, manifest, rules);
+}
+
+QString addOnFolder(const QString& root, const QString& addOnPath) {
+    if (root.isEmpty() || addOnPath.isEmpty() || QDir::isAbsolutePath(addOnPath) ||
+        addOnPath.contains(QLatin1Char('\\')))
+        return QString();
+    const QString cleanRoot = QDir::cleanPath(root);
+    const QString folder = QDir::cleanPath(cleanRoot + QLatin1Char('/') + addOnPath);
+    if (!folder.startsWith(cleanRoot + QLatin1Char('/')))
+        return QString();
+    return folder;
 }
 
 }  // namespace Bundle

@@ -33,4 +33,9 @@ Package::Object openPackage(const QString& packagePath, const QString& folder,
                             PackageManifest* manifest = nullptr,
                             const DescriptionParseRules& rules = {});
 
+// The absolute, cleaned folder of an add-on path (or any other package-relative path) under the
+// package root `root`. Empty when the path would leave the root, is absolute, holds a backslash or
+// is empty, or when the root is empty: such a path is never to be followed.
+QString addOnFolder(const QString& root, const QString& addOnPath);
+
 }  // namespace Bundle
