@@ -6,6 +6,7 @@
 
 #include "cli/build_command.h"
 #include "cli/cli_error.h"
+#include "cli/open_command.h"
 #include "cli/report_command.h"
 
 namespace Cli {
@@ -21,6 +22,10 @@ const char* const kUsage =
     "                    build a package from a JSON recipe\n"
     "  inspect PACKAGE.qpack [--json]\n"
     "                    show the description, the add-on lists and every stored item\n"
+    "  open PACKAGE.qpack --into DIR [--json] [--recipe OUT.json]\n"
+    "                    unpack a package for editing and show its build context\n"
+    "  finalize PACKAGE.qpack -o DIR\n"
+    "                    turn an intermediate overlay package into a finished one\n"
     "\n"
     "Options:\n"
     "  -h, --help        show this help (or a command's: packwright build --help)\n"
@@ -34,6 +39,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     static const std::map<QString, Command> commands = {
         {QStringLiteral("build"), buildCommand},
         {QStringLiteral("inspect"), inspectCommand},
+        {QStringLiteral("open"), openCommand},
+        {QStringLiteral("finalize"), finalizeCommand},
     };
     int code = 0;
     try {

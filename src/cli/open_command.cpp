@@ -1,0 +1,173 @@
+#include "cli/open_command.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSaveFile>
+#include <QTemporaryDir>
+
+#include "cli/cli_error.h"
+#include "cli/command_line.h"
+#include "cli/context_report.h"
+#include "package/components/overlays/finalize_overlay.h"
+#include "package/extractor/extractor.h"
+#include "platform/bundle/package_reader.h"
+
+namespace Cli {
+namespace {
+
+QString contentTypeName(const std::optional<Package::Extractor::ContentType>& type) {
+    if (!type)
+        return QString();
+    switch (*type) {
+        case Package::Extractor::ContentType::Import:
+            return QStringLiteral("import");
+        case Package::Extractor::ContentType::Intro:
+            return QStringLiteral("intro");
+        case Package::Extractor::ContentType::Overlay:
+            return QStringLiteral("overlay");
+        case Package::Extractor::ContentType::IntermediateOverlay:
+            return QStringLiteral("intermediate overlay");
+    }
+    return QString::number(qint32(*type));
+}
+
+void writeFile(const QString& path, const QByteArray& data) {
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
+        throw Error(QStringLiteral("%1: cannot write: %2").arg(path, file.errorString()));
+}
+
+// Unpacks a package into `folder` and reads its object; the object's name is the folder's.
+Package::Object unpack(const QString& packagePath, const QString& folder) {
+    return Bundle::openPackage(packagePath, QFileInfo(folder).absoluteFilePath());
+}
+
+}  // namespace
+
+int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Unpacks a package for editing and shows the build context read back."));
+    parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
+    const QCommandLineOption intoOption(QStringLiteral("into"),
+                                        QStringLiteral("Unpack into DIR (new or empty; required)."),
+                                        QStringLiteral("DIR"));
+    const QCommandLineOption jsonOption(QStringLiteral("json"),
+                                        QStringLiteral("Print one JSON document."));
+    const QCommandLineOption recipeOption(
+        QStringLiteral("recipe"),
+        QStringLiteral("Write a recipe that builds an equivalent package to FILE (import and "
+                       "intermediate overlay packages; an overlay's timeline goes beside it)."),
+        QStringLiteral("FILE"));
+    parser.addOptions({intoOption, jsonOption, recipeOption});
+    if (!parseCommandLine(parser, QStringLiteral("open"), arguments, out, 1,
+                          QStringLiteral("one package file")))
+        return 0;
+    if (!parser.isSet(intoOption))
+        throw Error(QStringLiteral("open: --into DIR is required (see packwright open --help)"), 2);
+
+    const QString packagePath = existingPackage(parser.positionalArguments().front());
+    const QString folder = QFileInfo(parser.value(intoOption)).absoluteFilePath();
+    const Package::Object object = unpack(packagePath, folder);
+    const auto type = Package::Extractor::extractContentType(&object);
+    const Package::AnyBuildContext context = Package::Extractor::extractBuildContext(&object);
+
+    if (parser.isSet(recipeOption)) {
+        const QFileInfo recipeFile(parser.value(recipeOption));
+        const QString timelineName =
+            recipeFile.completeBaseName() + QStringLiteral(".timeline.json");
+        const ContextReport::Recipe recipe = ContextReport::toRecipe(context, timelineName);
+        if (!recipe.timeline.isEmpty())
+            writeFile(recipeFile.absoluteDir().filePath(timelineName), recipe.timeline);
+        writeFile(recipeFile.absoluteFilePath(), recipe.json);
+        for (const QString& line : recipe.omitted)
+            err << "packwright: warning: " << timelineName << ": " << line << "\n";
+    }
+
+    const QString typeName = contentTypeName(type);
+    if (parser.isSet(jsonOption)) {
+        const QJsonObject document{
+            {QStringLiteral("package"), packagePath},
+            {QStringLiteral("folder"), folder},
+            {QStringLiteral("contentType"),
+             type ? QJsonValue(typeName) : QJsonValue(QJsonValue::Null)},
+            {QStringLiteral("buildContext"), ContextReport::toJson(context)}};
+        out << QJsonDocument(document).toJson(QJsonDocument::Indented);
+    } else {
+        out << "opened " << packagePath << " into " << folder << "\n";
+        out << "content type: " << (type ? typeName : QStringLiteral("none (not reopenable)"))
+            << "\n";
+        out << "build context (" << ContextReport::kindName(context) << "):\n";
+        QString text = ContextReport::toText(context);
+        out << QStringLiteral("  ") + text.trimmed().replace(QLatin1Char('\n'), "\n  ") << "\n";
+        if (parser.isSet(recipeOption))
+            out << "recipe: " << QFileInfo(parser.value(recipeOption)).absoluteFilePath() << "\n";
+    }
+    return 0;
+}
+
+int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Turns an intermediate overlay package into a finished overlay package."));
+    parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
+    const QCommandLineOption outputOption(
+        {QStringLiteral("o"), QStringLiteral("output")},
+        QStringLiteral("Write DIR/<package name>.qpack (required)."), QStringLiteral("DIR"));
+    parser.addOption(outputOption);
+    if (!parseCommandLine(parser, QStringLiteral("finalize"), arguments, out, 1,
+                          QStringLiteral("one package file")))
+        return 0;
+    if (!parser.isSet(outputOption))
+        throw Error(QStringLiteral("finalize: -o DIR is required (see packwright finalize --help)"),
+                    2);
+
+    const QString packagePath = existingPackage(parser.positionalArguments().front());
+    const QString outputFolder = QFileInfo(parser.value(outputOption)).absoluteFilePath();
+    // The finished package takes the name of the folder it was unpacked into.
+    const QString name = QFileInfo(packagePath).completeBaseName();
+    const QString built = QDir(outputFolder).filePath(name);
+    const QString result = built + QStringLiteral(".qpack");
+    for (const QString& path : {built, result}) {
+        if (QFileInfo::exists(path))
+            throw Error(QStringLiteral("%1: already exists; not overwritten").arg(path));
+    }
+
+    QTemporaryDir temporary;
+    if (!temporary.isValid())
+        throw Error(
+            QStringLiteral("cannot create a temporary folder: %1").arg(temporary.errorString()));
+    const Package::Object object = unpack(packagePath, temporary.filePath(name));
+    const bool createdFolder = !QFileInfo::exists(outputFolder);
+    if (!QDir().mkpath(outputFolder))
+        throw Error(QStringLiteral("%1: cannot create the folder").arg(outputFolder));
+    // A folder made for a package that was not built goes again (rmdir removes only an empty one).
+    const auto dropFolder = [&] {
+        if (createdFolder)
+            QDir().rmdir(outputFolder);
+    };
+    QString uuid;
+    try {
+        uuid = Package::finalizeOverlay(&object, outputFolder);
+    } catch (...) {
+        dropFolder();
+        throw;
+    }
+    if (uuid.isEmpty()) {
+        dropFolder();
+        const auto type = Package::Extractor::extractContentType(&object);
+        throw Error(QStringLiteral("%1: not an intermediate overlay package (content type: %2); "
+                                   "nothing was built")
+                        .arg(packagePath, type ? contentTypeName(type) : QStringLiteral("none")));
+    }
+    if (!QFile::rename(built, result))
+        throw Error(QStringLiteral("%1: cannot rename the finished package to %2")
+                        .arg(built, QFileInfo(result).fileName()));
+    out << "finalized " << result << " (uuid " << uuid << ")\n";
+    return 0;
+}
+
+}  // namespace Cli

@@ -1,0 +1,194 @@
+// Reopening packages with the tool (`open --recipe`, then `build` again) and finishing
+// intermediate overlays (`finalize`), checked in what the packages hold.
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include "package/components/overlays/finalize_overlay.h"
+#include "platform/bundle/package_reader.h"
+#include "platform/bundle/store_item.h"
+#include "platform/model/import_object.h"
+#include "platform/model/overlay_preset.h"
+#include "test_support.h"
+
+namespace {
+
+using TestSupport::tool;
+
+const QString kExamples = QStringLiteral(PACKWRIGHT_SOURCE_DIR "/examples/");
+
+// A package unpacked for reading, with the stored items of its add-ons.
+struct Opened {
+    Opened(const QString& package, const QString& folder)
+        : object(Bundle::openPackage(package, folder)) {}
+
+    template <class T>
+    const T& item(const Package::CollectionAddOn& addOn) {
+        records.push_back(std::make_shared<Serialize::ObjectStorage>());
+        const auto record = Bundle::loadItem<T>(object.folder + "/" + addOn.path, *records.back());
+        return *record.item;
+    }
+
+    Package::Object object;
+    std::vector<std::shared_ptr<Serialize::ObjectStorage>> records;
+};
+
+void build(const QString& recipe, const QString& package) {
+    const auto built = tool({"build", recipe, "-o", package});
+    ASSERT_EQ(built.code, 0) << built.errors.toStdString();
+}
+
+}  // namespace
+
+TEST(OpenTool, ImportsRebuildFromTheirRecipeAsTheSameImport) {
+    const QByteArray components[] = {
+        R"({"kind": "import", "file": ")" + kExamples.toUtf8() +
+            R"(media/sunset.jpg", "importKind": "image", "title": "Sunset",
+            "description": "Warm light", "categories": ["sky", "evening"], "collectionId": "media"})",
+        R"({"kind": "import", "remoteUrl": "https://cdn.example.com/city.qpack",
+            "packageName": "city", "importKind": "video", "title": "City"})"};
+    for (const QByteArray& component : components) {
+        QTemporaryDir dir;
+        TestSupport::writeFile(dir.filePath("recipe.json"),
+                               R"({"name": "Imports", "components": [)" + component + "]}");
+        build(dir.filePath("recipe.json"), dir.filePath("first.qpack"));
+        const auto opened = tool({"open", dir.filePath("first.qpack"), "--into",
+                                  dir.filePath("opened"), "--recipe", dir.filePath("again.json")});
+        ASSERT_EQ(opened.code, 0) << opened.errors.toStdString();
+        EXPECT_TRUE(opened.output.contains("content type: import")) << opened.output.toStdString();
+        build(dir.filePath("again.json"), dir.filePath("second.qpack"));
+
+        Opened first(dir.filePath("first.qpack"), dir.filePath("a"));
+        Opened second(dir.filePath("second.qpack"), dir.filePath("b"));
+        ASSERT_EQ(second.object.importAddOns.size(), 1u);
+        const Import::Object& before = first.item<Import::Object>(first.object.importAddOns[0]);
+        const Import::Object& after = second.item<Import::Object>(second.object.importAddOns[0]);
+        EXPECT_EQ(after.kind(), before.kind());
+        EXPECT_EQ(after.title(), before.title());
+        EXPECT_EQ(after.description(), before.description());
+        EXPECT_EQ(after.category(), before.category());
+        EXPECT_EQ(after.location(), before.location());
+        EXPECT_EQ(after.remoteUrl(), before.remoteUrl());
+        EXPECT_EQ(second.object.importAddOns[0].categories,
+                  first.object.importAddOns[0].categories);
+    }
+}
+
+TEST(OpenTool, AnIntermediateOverlayRebuildsFromItsRecipeAndTimeline) {
+    QTemporaryDir dir;
+    build(kExamples + "editable-title.json", dir.filePath("first.qpack"));
+    const auto opened = tool({"open", dir.filePath("first.qpack"), "--into", dir.filePath("opened"),
+                              "--recipe", dir.filePath("again.json"), "--json"});
+    ASSERT_EQ(opened.code, 0) << opened.errors.toStdString();
+    const QJsonObject report = QJsonDocument::fromJson(opened.output.toUtf8()).object();
+    EXPECT_EQ(report["contentType"].toString(), "intermediate overlay");
+    const QJsonObject context = report["buildContext"].toObject();
+    EXPECT_EQ(context["index"].toInt(), 3);
+    EXPECT_EQ(context["introCollectionId"].toString(), "intros");
+    const QJsonObject params = context["params"].toObject();
+    EXPECT_EQ(params["firstItemSpan"].toInt(), 300);
+    EXPECT_EQ(params["videoTiming"].toObject()["frameRate"].toInt(), 25000);
+    EXPECT_EQ(params["timeline"].toObject()["clips"].toInt(), 4);
+    EXPECT_TRUE(QFileInfo::exists(dir.filePath("again.timeline.json")));
+
+    build(dir.filePath("again.json"), dir.filePath("second.qpack"));
+    const auto reopened =
+        tool({"open", dir.filePath("second.qpack"), "--into", dir.filePath("reopened"), "--json"});
+    ASSERT_EQ(reopened.code, 0) << reopened.errors.toStdString();
+    const QJsonObject again = QJsonDocument::fromJson(reopened.output.toUtf8()).object();
+    QJsonObject expected = context;
+    QJsonObject actual = again["buildContext"].toObject();
+    // Only the names differ: each is the folder the package was opened into.
+    for (QJsonObject* object : {&expected, &actual}) {
+        QJsonObject common = (*object)["context"].toObject();
+        common.remove("name");
+        common.remove("previewPath");
+        (*object)["context"] = common;
+    }
+    EXPECT_EQ(actual, expected);
+}
+
+TEST(FinalizeTool, IntermediateOverlaysAreFiledByTypeWithTheirMedia) {
+    const struct {
+        const char* type;
+        const char* collection;
+        qint32 presetKind;
+    } cases[] = {{"title", "titles", 1}, {"callout", "callouts", 2}, {"sticker", "stickers", 3}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.type);
+        QTemporaryDir dir;
+        TestSupport::writeFile(
+            dir.filePath("recipe.json"),
+            R"({"name": "Editable", "components": [{"kind": "intermediate-overlay",
+                "timeline": ")" +
+                kExamples.toUtf8() + R"(media/title.json", "overlayType": ")" + c.type +
+                R"(", "videoTiming": {"start": 0, "length": 2000, "frameRate": 25000},
+                "categories": ["summer"]}]})");
+        build(dir.filePath("recipe.json"), dir.filePath("editable.qpack"));
+        const auto finalized =
+            tool({"finalize", dir.filePath("editable.qpack"), "-o", dir.filePath("out")});
+        ASSERT_EQ(finalized.code, 0) << finalized.errors.toStdString();
+        const QString package = dir.filePath("out/editable.qpack");
+        ASSERT_TRUE(QFileInfo(package).isFile()) << finalized.output.toStdString();
+        EXPECT_EQ(QDir(dir.filePath("out"))
+                      .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::Hidden),
+                  QStringList{"editable.qpack"});
+
+        Opened final(package, dir.filePath("final"));
+        EXPECT_TRUE(final.object.importAddOns.empty());
+        ASSERT_EQ(final.object.presetAddOns.size(), 1u);
+        const Package::CollectionAddOn& addOn = final.object.presetAddOns[0];
+        EXPECT_TRUE(addOn.path.startsWith(QString(c.collection) + "/")) << addOn.path.toStdString();
+        EXPECT_EQ(addOn.categories.at("summer"), c.collection);
+        const Overlay::Preset& preset = final.item<Overlay::Preset>(addOn);
+        EXPECT_EQ(preset.kind, c.presetKind);
+        const QStringList entries = TestSupport::zipEntries(package);
+        int videos = 0;
+        for (const Overlay::Item& item : preset.items) {
+            if (item.kind != Overlay::Item::Video)
+                continue;
+            ++videos;
+            const auto resource = std::find_if(
+                addOn.resources.begin(), addOn.resources.end(), [&](const Package::Resource& r) {
+                    return Resource::serializeResource(r.key) == item.resource;
+                });
+            ASSERT_NE(resource, addOn.resources.end()) << item.resource.toStdString();
+            EXPECT_TRUE(entries.contains(resource->path)) << resource->path.toStdString();
+            EXPECT_EQ(resource->timing, (Resource::Timing{0, 2000, 25000}));
+        }
+        EXPECT_EQ(videos, 1);
+        EXPECT_EQ(TestSupport::zipEntry(package, "resources/beach.mp4"),
+                  TestSupport::readFile(kExamples + "media/beach.mp4"));
+    }
+}
+
+TEST(FinalizeTool, OtherPackagesAreRefusedAndNothingIsBuilt) {
+    QTemporaryDir dir;
+    build(kExamples + "title.json", dir.filePath("title.qpack"));
+    const auto refused = tool({"finalize", dir.filePath("title.qpack"), "-o", dir.filePath("out")});
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_TRUE(
+        refused.errors.contains("not an intermediate overlay package (content type: overlay)"))
+        << refused.errors.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("out")));
+
+    // The library call itself: an empty result and no target, for a null object too.
+    Opened title(dir.filePath("title.qpack"), dir.filePath("unpacked/title"));
+    EXPECT_EQ(Package::finalizeOverlay(&title.object, dir.filePath("library")), QString());
+    EXPECT_EQ(Package::finalizeOverlay(nullptr, dir.filePath("library")), QString());
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("library")));
+
+    // An existing target is never overwritten.
+    build(kExamples + "editable-title.json", dir.filePath("editable.qpack"));
+    TestSupport::writeFile(dir.filePath("taken/editable.qpack"), "mine");
+    const auto taken =
+        tool({"finalize", dir.filePath("editable.qpack"), "-o", dir.filePath("taken")});
+    EXPECT_EQ(taken.code, 1);
+    EXPECT_TRUE(taken.errors.contains("already exists")) << taken.errors.toStdString();
+    EXPECT_EQ(TestSupport::readFile(dir.filePath("taken/editable.qpack")), "mine");
+}
