@@ -4,14 +4,17 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <functional>
 
 #include "package/components/overlays/finalize_overlay.h"
 #include "platform/bundle/package_reader.h"
 #include "platform/bundle/store_item.h"
+#include "platform/bundle/zip.h"
 #include "platform/model/import_object.h"
 #include "platform/model/overlay_preset.h"
 #include "test_support.h"
@@ -41,6 +44,17 @@ struct Opened {
 void build(const QString& recipe, const QString& package) {
     const auto built = tool({"build", recipe, "-o", package});
     ASSERT_EQ(built.code, 0) << built.errors.toStdString();
+}
+
+// A copy of a package with one file of it changed, as a damaged or hostile package would be.
+void editPackage(const QString& package, const QString& copy, const QString& file,
+                 const std::function<QByteArray(QByteArray)>& edit) {
+    QTemporaryDir work;
+    const QString folder = work.filePath("p");
+    Bundle::Zip::extractAll(package, folder);
+    const QString path = folder + "/" + file;
+    TestSupport::writeFile(path, edit(TestSupport::readFile(path)));
+    Bundle::Zip::compressAll(copy, folder);
 }
 
 }  // namespace
@@ -191,4 +205,54 @@ TEST(FinalizeTool, OtherPackagesAreRefusedAndNothingIsBuilt) {
     EXPECT_EQ(taken.code, 1);
     EXPECT_TRUE(taken.errors.contains("already exists")) << taken.errors.toStdString();
     EXPECT_EQ(TestSupport::readFile(dir.filePath("taken/editable.qpack")), "mine");
+}
+
+TEST(OpenTool, PackagesThatNameFilesOutsideThemselvesAreNotRebuilt) {
+    QTemporaryDir dir;
+    TestSupport::writeFile(dir.filePath("secret.mp4"), "not for the package");
+
+    // An import whose location climbs out of the package.
+    TestSupport::writeFile(dir.filePath("recipe.json"), R"({"name": "Imports", "components": [
+        {"kind": "import", "file": ")" + kExamples.toUtf8() +
+                                                            R"(media/sunset.jpg"}]})");
+    build(dir.filePath("recipe.json"), dir.filePath("import.qpack"));
+    Opened import(dir.filePath("import.qpack"), dir.filePath("import"));
+    editPackage(dir.filePath("import.qpack"), dir.filePath("hostile-import.qpack"),
+                import.object.importAddOns[0].path + "item.xml", [](QByteArray xml) {
+                    return xml.replace("resources/sunset.jpg", "../../secret.mp4");
+                });
+    const auto refused = tool({"open", dir.filePath("hostile-import.qpack"), "--into",
+                               dir.filePath("o1/p"), "--recipe", dir.filePath("r1.json")});
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_TRUE(refused.errors.contains("names files outside itself"))
+        << refused.errors.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("r1.json")));
+
+    // An intermediate overlay whose project plays a video from elsewhere.
+    build(kExamples + "editable-title.json", dir.filePath("editable.qpack"));
+    QTemporaryDir bundle;
+    TestSupport::writeFile(
+        bundle.filePath("intro.bundle"),
+        TestSupport::zipEntry(dir.filePath("editable.qpack"), "resources/intro.bundle"));
+    Bundle::Zip::extractAll(bundle.filePath("intro.bundle"), bundle.filePath("project"));
+    const QByteArray project = TestSupport::readFile(bundle.filePath("project/project.xml"));
+    TestSupport::writeFile(
+        bundle.filePath("project/project.xml"),
+        QByteArray(project).replace("./beach.mp4", dir.filePath("secret.mp4").toUtf8()));
+    QFile::remove(bundle.filePath("intro.bundle"));
+    Bundle::Zip::compressAll(bundle.filePath("intro.bundle"), bundle.filePath("project"));
+    const QByteArray hostileBundle = TestSupport::readFile(bundle.filePath("intro.bundle"));
+    editPackage(dir.filePath("editable.qpack"), dir.filePath("hostile.qpack"),
+                "resources/intro.bundle", [&](QByteArray) { return hostileBundle; });
+    for (const QStringList& command :
+         {QStringList{"finalize", dir.filePath("hostile.qpack"), "-o", dir.filePath("out")},
+          QStringList{"open", dir.filePath("hostile.qpack"), "--into", dir.filePath("o2/p"),
+                      "--recipe", dir.filePath("r2.json")}}) {
+        const auto result = tool(command);
+        EXPECT_EQ(result.code, 1) << command.join(' ').toStdString();
+        EXPECT_TRUE(result.errors.contains(dir.filePath("secret.mp4")))
+            << result.errors.toStdString();
+    }
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("out")));
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("r2.json")));
 }

@@ -14,6 +14,7 @@
 #include "package/components/overlays/finalize_overlay.h"
 #include "package/extractor/extractor.h"
 #include "platform/bundle/package_reader.h"
+#include "platform/model/timeline_object.h"
 
 namespace Cli {
 namespace {
@@ -38,6 +39,39 @@ void writeFile(const QString& path, const QByteArray& data) {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
         throw Error(QStringLiteral("%1: cannot write: %2").arg(path, file.errorString()));
+}
+
+// The files that a reopened context would make a rebuild read from outside the package's folder:
+// a local import's file, or the media of an intermediate overlay's timeline. A package names them
+// itself, so a damaged or hostile one could point at any of the user's files.
+QStringList filesOutside(const Package::AnyBuildContext& context, const QString& folder) {
+    const QString root = QDir::cleanPath(folder) + QLatin1Char('/');
+    const auto outside = [&](const QString& path) {
+        return !path.isEmpty() && !QDir::cleanPath(path).startsWith(root);
+    };
+    QStringList paths;
+    if (const auto* import = std::get_if<0>(&context)) {
+        const QString* path = std::get_if<QString>(&import->params.source);
+        if (path && outside(*path))
+            paths << *path;
+    } else if (const auto* overlay = std::get_if<3>(&context)) {
+        if (overlay->params.timeline) {
+            for (const auto& clip : overlay->params.timeline->clips()) {
+                if (outside(clip->media.sourcePath))
+                    paths << clip->media.sourcePath;
+            }
+        }
+    }
+    return paths;
+}
+
+void refuseFilesOutside(const Package::AnyBuildContext& context, const QString& folder,
+                        const QString& packagePath) {
+    const QStringList paths = filesOutside(context, folder);
+    if (!paths.isEmpty())
+        throw Error(QStringLiteral("%1: the package names files outside itself (%2); it is not "
+                                   "rebuilt from them")
+                        .arg(packagePath, paths.join(QStringLiteral(", "))));
 }
 
 // Unpacks a package into `folder` and reads its object; the object's name is the folder's.
@@ -79,6 +113,7 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
         const QFileInfo recipeFile(parser.value(recipeOption));
         const QString timelineName =
             recipeFile.completeBaseName() + QStringLiteral(".timeline.json");
+        refuseFilesOutside(context, folder, packagePath);
         const ContextReport::Recipe recipe = ContextReport::toRecipe(context, timelineName);
         if (!recipe.timeline.isEmpty())
             writeFile(recipeFile.absoluteDir().filePath(timelineName), recipe.timeline);
@@ -141,6 +176,8 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
         throw Error(
             QStringLiteral("cannot create a temporary folder: %1").arg(temporary.errorString()));
     const Package::Object object = unpack(packagePath, temporary.filePath(name));
+    refuseFilesOutside(Package::Extractor::extractBuildContext(&object), object.folder,
+                       packagePath);
     const bool createdFolder = !QFileInfo::exists(outputFolder);
     if (!QDir().mkpath(outputFolder))
         throw Error(QStringLiteral("%1: cannot create the folder").arg(outputFolder));
