@@ -6,6 +6,7 @@
 #include "cli/component_fields.h"
 #include "package/components/overlays/final_overlay_build_component.h"
 #include "package/components/overlays/intermediate_overlay_build_component.h"
+#include "platform/model/collection_ids.h"
 
 namespace Cli {
 namespace {
@@ -13,8 +14,9 @@ namespace {
 const QStringList overlayTypes = {QStringLiteral("title"), QStringLiteral("callout"),
                                   QStringLiteral("sticker")};
 // The collection of each overlay type, when the recipe names none: it is also the item's folder.
-const QStringList defaultCollections = {QStringLiteral("titles"), QStringLiteral("callouts"),
-                                        QStringLiteral("stickers")};
+const QStringList defaultCollections = {EditorCollection::CollectionID::TITLES,
+                                        EditorCollection::CollectionID::CALLOUTS,
+                                        EditorCollection::CollectionID::STICKERS};
 
 constexpr qint64 kMin32 = std::numeric_limits<qint32>::min();
 constexpr qint64 kMax32 = std::numeric_limits<qint32>::max();
