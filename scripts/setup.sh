@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building, testing and benchmarking need.
+#   scripts/setup.sh          those
+#   scripts/setup.sh --fuzz   and clang with its libFuzzer runtime, for scripts/fuzz.sh
 # Safe to run again: apt-get skips what is already installed.
 set -euo pipefail
 
@@ -10,6 +12,9 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   zip unzip ffmpeg
 )
+if [ "${1:-}" = "--fuzz" ]; then
+  packages+=(clang libclang-rt-dev)
+fi
 
 missing=()
 for p in "${packages[@]}"; do

@@ -288,6 +288,30 @@ TEST(EnvelopeArchive, DefaultThenNumberedKeysOfStepAndValue) {
     EXPECT_EQ(classes.count("Animation::KeyValue<Transformation::Object>"), 3);
 }
 
+TEST(EnvelopeArchive, ReadingReplacesTheKeysOfEmptyAndFilledEnvelopes) {
+    // An envelope that never held a key has no blocks: Boost's clear() on it is undefined
+    // behaviour (clang's sanitizer in the fuzzer reports it), so reading skips it there. Reading
+    // into a filled envelope must still replace its keys.
+    Transformation::Envelope twoKeys;
+    for (double step : {0.25, 0.75})
+        twoKeys.keys.emplace_back(step, transformation(step, 0, 1, 1, 0, 1));
+    const QByteArray noKeysXml = toXml(Transformation::Envelope());
+    const QByteArray twoKeysXml = toXml(twoKeys);
+    for (const int before : {0, 5}) {
+        for (const QByteArray* xml : {&noKeysXml, &twoKeysXml}) {
+            Transformation::Envelope envelope;
+            for (int i = 0; i < before; ++i)
+                envelope.keys.emplace_back(0.1 * i, transformation(0, 0, 1, 1, 0, 1));
+            Serialize::NoContentSource source;
+            Serialize::ObjectStorage storage;
+            Serialize::readArchive(*xml, "envelope.xml", envelope, source, storage);
+            EXPECT_EQ(envelope.keys.size(), xml == &noKeysXml ? 0u : 2u) << before;
+            if (xml == &twoKeysXml)
+                expectSameEnvelope(envelope, twoKeys);
+        }
+    }
+}
+
 TEST(TimelineArchive, ReaderRefusesBrokenTimelines) {
     // Only the video clip lies on track 1, the primary one; only it has a LUT effect.
     const QByteArray xml = toXml(fullTimeline());

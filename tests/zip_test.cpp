@@ -357,6 +357,15 @@ TEST_F(ZipTest, DamagedDataFailsTheCrcAndLeavesNothing) {
     const QStringList problems = Zip::check(path("bad.zip"));
     ASSERT_EQ(problems.size(), 1);
     EXPECT_THAT(problems.first().toStdString(), HasSubstr("'payload.bin'"));
+
+    // Asked to, the unpack leaves the damaged entry out, keeps the rest and names what it left.
+    QStringList damaged;
+    Zip::extractAll(path("bad.zip"), path("out"), {}, &damaged);
+    EXPECT_EQ(damaged, QStringList{"payload.bin"});
+    EXPECT_EQ(tree(dir.path()), QStringList({"bad.zip", "out/", "out/first.txt"}));
+    const std::vector<Zip::Problem> entries = Zip::checkEntries(path("bad.zip"));
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries.front().entry, QStringLiteral("payload.bin"));
 }
 
 // ---- hostile archives -----------------------------------------------------------------------

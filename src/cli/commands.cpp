@@ -8,6 +8,7 @@
 #include "cli/cli_error.h"
 #include "cli/open_command.h"
 #include "cli/report_command.h"
+#include "cli/verify_command.h"
 
 namespace Cli {
 namespace {
@@ -26,6 +27,9 @@ const char* const kUsage =
     "                    unpack a package for editing and show its build context\n"
     "  finalize PACKAGE.qpack -o DIR\n"
     "                    turn an intermediate overlay package into a finished one\n"
+    "  verify PACKAGE.qpack [--json]\n"
+    "                    check the archive, the description, every stored item and resource;\n"
+    "                    exit code 1 when there are problems\n"
     "\n"
     "Options:\n"
     "  -h, --help        show this help (or a command's: packwright build --help)\n"
@@ -37,10 +41,9 @@ using Command = std::function<int(const QStringList&, QTextStream&, QTextStream&
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     static const std::map<QString, Command> commands = {
-        {QStringLiteral("build"), buildCommand},
-        {QStringLiteral("inspect"), inspectCommand},
-        {QStringLiteral("open"), openCommand},
-        {QStringLiteral("finalize"), finalizeCommand},
+        {QStringLiteral("build"), buildCommand},   {QStringLiteral("inspect"), inspectCommand},
+        {QStringLiteral("open"), openCommand},     {QStringLiteral("finalize"), finalizeCommand},
+        {QStringLiteral("verify"), verifyCommand},
     };
     int code = 0;
     try {

@@ -6,25 +6,13 @@
 
 #include "cli/cli_error.h"
 #include "cli/node_formatter.h"
+#include "package/type_registration.h"
 #include "platform/bundle/folder_content_source.h"
 #include "platform/bundle/store_item.h"
 #include "platform/serialize/archive.h"
 
 namespace Cli {
 namespace {
-
-struct ListInfo {
-    const char* name;
-    const char* itemType;
-    std::deque<Package::CollectionAddOn> Package::Object::*member;
-};
-
-const ListInfo kLists[] = {
-    {"presets", "Overlay::Preset", &Package::Object::presetAddOns},
-    {"transitions", "Transition::Object", &Package::Object::transitionAddOns},
-    {"effects", "Effect::Object", &Package::Object::effectAddOns},
-    {"imports", "Import::Object", &Package::Object::importAddOns},
-};
 
 QJsonObject resourceJson(const Package::Resource& resource) {
     return QJsonObject{{QStringLiteral("path"), resource.path},
@@ -38,8 +26,18 @@ QJsonObject resourceJson(const Package::Resource& resource) {
 
 }  // namespace
 
+const std::array<AddOnList, 4>& addOnLists() {
+    static const std::array<AddOnList, 4> lists = {{
+        {"presets", "Overlay::Preset", &Package::Object::presetAddOns},
+        {"transitions", "Transition::Object", &Package::Object::transitionAddOns},
+        {"effects", "Effect::Object", &Package::Object::effectAddOns},
+        {"imports", "Import::Object", &Package::Object::importAddOns},
+    }};
+    return lists;
+}
+
 QString expectedItemType(const QString& list) {
-    for (const ListInfo& info : kLists) {
+    for (const AddOnList& info : addOnLists()) {
         if (list == QLatin1String(info.name))
             return QStringLiteral("EditorCollection::PersistentItem<%1>")
                 .arg(QLatin1String(info.itemType));
@@ -47,40 +45,49 @@ QString expectedItemType(const QString& list) {
     return QString();
 }
 
+std::unique_ptr<Serialize::ISerializable> readStoredItem(const QString& root, const QString& list,
+                                                         const Package::CollectionAddOn& addOn,
+                                                         Serialize::ObjectStorage& storage) {
+    const QString itemFolder = Bundle::addOnFolder(root, addOn.path);
+    if (itemFolder.isEmpty())
+        throw Error(QStringLiteral("content file: the %1 add-on '%2' points outside the package")
+                        .arg(list, addOn.path));
+    const QString entryName = addOn.path + Bundle::itemFileName;
+    QFile file(itemFolder + QLatin1Char('/') + Bundle::itemFileName);
+    if (!file.open(QIODevice::ReadOnly))
+        throw Error(QStringLiteral("%1: the stored item is missing").arg(entryName));
+    Bundle::FolderContentSource source(itemFolder);
+    std::unique_ptr<Serialize::ISerializable> item;
+    try {
+        item = Serialize::readArchive(file.readAll(), entryName, source, storage);
+    } catch (const std::bad_cast&) {
+        throw Error(QStringLiteral("%1: the stored item is not of the type its record names")
+                        .arg(entryName));
+    }
+    const QString type = item ? QString::fromStdString(item->typeName()) : QStringLiteral("null");
+    if (type != expectedItemType(list))
+        throw Error(QStringLiteral("%1: holds a '%2' where a '%3' belongs")
+                        .arg(entryName, type, expectedItemType(list)));
+    return item;
+}
+
 PackageReport PackageReport::read(const QString& packagePath, const QString& folder) {
+    Package::registerTypes();
     PackageReport report;
     report.packagePath = packagePath;
     report.object = Bundle::openPackage(packagePath, folder, &report.manifest);
 
-    for (const ListInfo& info : kLists) {
+    for (const AddOnList& info : addOnLists()) {
         for (const Package::CollectionAddOn& addOn : report.object.*info.member) {
             const QString list = QLatin1String(info.name);
-            const QString itemFolder = Bundle::addOnFolder(folder, addOn.path);
-            if (itemFolder.isEmpty())
-                throw Error(QStringLiteral(
-                                "%1: content file: the %2 add-on '%3' points outside the package")
-                                .arg(packagePath, list, addOn.path));
-            const QString itemPath = itemFolder + QLatin1Char('/') + Bundle::itemFileName;
-            QFile file(itemPath);
-            if (!file.open(QIODevice::ReadOnly))
-                throw Error(QStringLiteral("%1: %2%3: the stored item is missing")
-                                .arg(packagePath, addOn.path, Bundle::itemFileName));
             Serialize::ObjectStorage storage;
-            Bundle::FolderContentSource source(itemFolder);
-            const QString entryName = addOn.path + Bundle::itemFileName;
             std::unique_ptr<Serialize::ISerializable> item;
             try {
-                item = Serialize::readArchive(file.readAll(), entryName, source, storage);
-            } catch (const std::bad_cast&) {
+                item = readStoredItem(folder, list, addOn, storage);
+            } catch (const Error& error) {
                 throw Error(
-                    QStringLiteral("%1: %2: the stored item is not of the type its record names")
-                        .arg(packagePath, entryName));
+                    QStringLiteral("%1: %2").arg(packagePath, QString::fromUtf8(error.what())));
             }
-            const QString type =
-                item ? QString::fromStdString(item->typeName()) : QStringLiteral("null");
-            if (type != expectedItemType(list))
-                throw Error(QStringLiteral("%1: %2: holds a '%3' where a '%4' belongs")
-                                .arg(packagePath, entryName, type, expectedItemType(list)));
             report.addOns.push_back({list, &addOn, NodeFormatter::describe(*item)});
         }
     }
@@ -89,7 +96,7 @@ PackageReport PackageReport::read(const QString& packagePath, const QString& fol
 
 QJsonObject PackageReport::toJson() const {
     QJsonObject lists;
-    for (const ListInfo& info : kLists)
+    for (const AddOnList& info : addOnLists())
         lists.insert(QLatin1String(info.name), QJsonArray());
     for (const AddOnReport& entry : addOns) {
         QJsonObject categories;
@@ -129,7 +136,7 @@ QString PackageReport::toText() const {
         << "  preview:     " << manifest.previewPath << "\n"
         << "  content:     " << manifest.contentFile << " (layout version " << manifest.version
         << ")\n";
-    for (const ListInfo& info : kLists) {
+    for (const AddOnList& info : addOnLists()) {
         const QString list = QLatin1String(info.name);
         const auto count = (object.*info.member).size();
         out << list << ": " << count << "\n";

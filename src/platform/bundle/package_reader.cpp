@@ -127,20 +127,31 @@ PackageManifest parseManifest(const QByteArray& data, const QString& sourceName)
     return manifest;
 }
 
-Package::Object readPackageFolder(const QString& folder, PackageManifest* manifestOut,
-                                  const DescriptionParseRules& rules) {
-    const QString descriptionPath = folder + QLatin1Char('/') + rules.descriptionFile;
-    const PackageManifest manifest =
-        parseManifest(readFile(descriptionPath, kMaxDescriptionBytes), descriptionPath);
-    const QString contentPath = folder + QLatin1Char('/') + manifest.contentFile;
-    const QByteArray content = readFile(contentPath, kMaxContentBytes);
+PackageManifest readManifest(const QString& folder, const QString& sourceName,
+                             const DescriptionParseRules& rules) {
+    return parseManifest(
+        readFile(folder + QLatin1Char('/') + rules.descriptionFile, kMaxDescriptionBytes),
+        sourceName);
+}
 
+Package::Object readContentFile(const QString& folder, const QString& contentFile,
+                                const QString& sourceName) {
+    const QByteArray content = readFile(folder + QLatin1Char('/') + contentFile, kMaxContentBytes);
     Package::Object object;
     Serialize::ObjectStorage storage;
     FolderContentSource source(folder);
-    Serialize::readArchive(content, contentPath, object, source, storage);
+    Serialize::readArchive(content, sourceName, object, source, storage);
     // The object is where it was unpacked now, wherever it was built.
     object.folder = folder;
+    return object;
+}
+
+Package::Object readPackageFolder(const QString& folder, PackageManifest* manifestOut,
+                                  const DescriptionParseRules& rules) {
+    const PackageManifest manifest =
+        readManifest(folder, folder + QLatin1Char('/') + rules.descriptionFile, rules);
+    Package::Object object = readContentFile(folder, manifest.contentFile,
+                                             folder + QLatin1Char('/') + manifest.contentFile);
     if (manifestOut)
         *manifestOut = manifest;
     return object;

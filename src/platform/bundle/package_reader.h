@@ -22,6 +22,17 @@ struct PackageManifest {
 // layout version newer than this library's.
 PackageManifest parseManifest(const QByteArray& data, const QString& sourceName);
 
+// Reads and parses the description of an unpacked package in `folder`; messages name it as
+// `sourceName`. Throws Bundle::Error when it cannot be read, is too large or does not parse.
+PackageManifest readManifest(const QString& folder, const QString& sourceName,
+                             const DescriptionParseRules& rules = {});
+
+// Reads the content file `contentFile` of an unpacked package in `folder` into a package object
+// whose folder is `folder`. Messages name the file as `sourceName`. Throws Bundle::Error when the
+// file cannot be read or is too large, Serialize::Error for what it holds.
+Package::Object readContentFile(const QString& folder, const QString& contentFile,
+                                const QString& sourceName);
+
 // Reads "package.xml" and the content file of an unpacked package in `folder` into a package object
 // whose folder is `folder`. Throws Bundle::Error or Serialize::Error naming the file and the place.
 Package::Object readPackageFolder(const QString& folder, PackageManifest* manifest = nullptr,

@@ -409,13 +409,13 @@ struct Scanned {
     zip_stat_t stat;
 };
 
-QString entryProblem(const QByteArray& name, const QString& reason) {
-    return QStringLiteral("entry %1 %2").arg(quoted(name), reason);
+Problem entryProblem(const QByteArray& name, const QString& reason) {
+    return {QString::fromUtf8(name), QStringLiteral("entry %1 %2").arg(quoted(name), reason)};
 }
 
 // Reads the entry table and appends one line per unsafe entry to `problems`: bad names, links
 // and special files, encryption, duplicates, and a file where another entry needs a folder.
-std::vector<Scanned> scan(zip_t* archive, QStringList& problems) {
+std::vector<Scanned> scan(zip_t* archive, std::vector<Problem>& problems) {
     const zip_int64_t count = zip_get_num_entries(archive, 0);
     std::vector<Scanned> entries;
     entries.reserve(size_t(std::max<zip_int64_t>(count, 0)));
@@ -425,15 +425,15 @@ std::vector<Scanned> scan(zip_t* archive, QStringList& problems) {
         entry.index = zip_uint64_t(i);
         if (zip_stat_index(archive, entry.index, 0, &entry.stat) != 0 ||
             !(entry.stat.valid & ZIP_STAT_NAME)) {
-            problems << QStringLiteral("entry #%1 cannot be read: %2")
-                            .arg(i)
-                            .arg(QString::fromUtf8(zip_strerror(archive)));
+            problems.push_back({QString(), QStringLiteral("entry #%1 cannot be read: %2")
+                                               .arg(i)
+                                               .arg(QString::fromUtf8(zip_strerror(archive)))});
             continue;
         }
         entry.name = QByteArray(entry.stat.name);
         entry.isDir = entry.name.endsWith('/');
         const auto report = [&](const QString& reason) {
-            problems << entryProblem(entry.name, reason);
+            problems.push_back(entryProblem(entry.name, reason));
         };
 
         const QString nameIssue = nameProblem(entry.name);
@@ -755,12 +755,13 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
         packer.report(1.0);
 }
 
-void extractAll(const QString& archivePath, const QString& folder, const ExtractLimits& limits) {
+void extractAll(const QString& archivePath, const QString& folder, const ExtractLimits& limits,
+                QStringList* damaged) {
     const auto failWith = [&](const QString& reason) {
         throwError(QStringLiteral("Cannot unpack %1: %2").arg(quoted(archivePath), reason));
     };
     const auto failEntry = [&](const QByteArray& name, const QString& reason) {
-        failWith(entryProblem(name, reason));
+        failWith(entryProblem(name, reason).text);
     };
 
     QByteArray target = QFile::encodeName(folder);
@@ -779,10 +780,10 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
         failWith(QStringLiteral("it has %1 entries, more than the limit of %2")
                      .arg(count)
                      .arg(limits.maxEntries));
-    QStringList problems;
+    std::vector<Problem> problems;
     const std::vector<Scanned> entries = scan(za, problems);
-    if (!problems.isEmpty())
-        failWith(problems.first());
+    if (!problems.empty())
+        failWith(problems.front().text);
     // Headers can lie, so these checks only refuse early; the counting below is what holds.
     qint64 declared = 0;
     for (const Scanned& entry : entries) {
@@ -819,10 +820,15 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
 
         std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> in(zip_fopen_index(za, entry.index, 0),
                                                              zip_fclose);
-        if (!in)
+        if (!in) {
+            if (damaged) {
+                damaged->push_back(QString::fromUtf8(entry.name));
+                continue;
+            }
             failEntry(
                 entry.name,
                 QStringLiteral("cannot be read: %1").arg(QString::fromUtf8(zip_strerror(za))));
+        }
         const QByteArray outPath = staging.path() + '/' + path;
         CloseFd out{::open(outPath.constData(),
                            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)};
@@ -830,8 +836,13 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
             failEntry(entry.name, QStringLiteral("cannot be created: %1").arg(systemError(errno)));
         const double compressed = double(std::max<zip_uint64_t>(entry.stat.comp_size, 1));
         qint64 written = 0;
+        bool intact = true;
         while (true) {
             const zip_int64_t n = zip_fread(in.get(), buffer.data(), zip_uint64_t(buffer.size()));
+            if (n < 0 && damaged) {
+                intact = false;
+                break;
+            }
             if (n < 0)
                 failEntry(entry.name, QStringLiteral("is damaged: %1")
                                           .arg(QString::fromUtf8(zip_file_strerror(in.get()))));
@@ -855,8 +866,13 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
         }
         const int fd = out.fd;
         out.fd = -1;
-        if (::close(fd) != 0)
+        if (::close(fd) != 0 && intact)
             failEntry(entry.name, QStringLiteral("cannot be written: %1").arg(systemError(errno)));
+        if (!intact) {
+            // What was written of it cannot be trusted: leave the entry out altogether.
+            ::unlink(outPath.constData());
+            damaged->push_back(QString::fromUtf8(entry.name));
+        }
     }
     if (!staging.commit(target))
         failWith(QStringLiteral("cannot move the unpacked files to %1: %2")
@@ -887,16 +903,17 @@ std::vector<Entry> list(const QString& archivePath) {
     return entries;
 }
 
-QStringList check(const QString& archivePath) {
+std::vector<Problem> checkEntries(const QString& archivePath) {
     Archive archive = openForReading(archivePath, QStringLiteral("check"));
-    QStringList problems;
+    std::vector<Problem> problems;
     // A strict open also compares every local header with its central directory record.
     int code = ZIP_ER_OK;
     if (zip_t* strict =
             zip_open(QFile::encodeName(archivePath).constData(), ZIP_RDONLY | ZIP_CHECKCONS, &code))
         zip_discard(strict);
     else
-        problems << QStringLiteral("archive structure: %1").arg(zipError(code));
+        problems.push_back(
+            {QString(), QStringLiteral("archive structure: %1").arg(zipError(code))});
 
     const std::vector<Scanned> entries = scan(archive.get(), problems);
     std::vector<char> buffer(kChunk);
@@ -904,9 +921,9 @@ QStringList check(const QString& archivePath) {
         std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> in(
             zip_fopen_index(archive.get(), entry.index, 0), zip_fclose);
         if (!in) {
-            problems << entryProblem(entry.name,
-                                     QStringLiteral("cannot be read: %1")
-                                         .arg(QString::fromUtf8(zip_strerror(archive.get()))));
+            problems.push_back(
+                entryProblem(entry.name, QStringLiteral("cannot be read: %1")
+                                             .arg(QString::fromUtf8(zip_strerror(archive.get())))));
             continue;
         }
         qint64 read = 0;
@@ -914,16 +931,23 @@ QStringList check(const QString& archivePath) {
         while ((n = zip_fread(in.get(), buffer.data(), zip_uint64_t(buffer.size()))) > 0)
             read += n;
         if (n < 0)
-            problems << entryProblem(entry.name,
-                                     QStringLiteral("is damaged: %1")
-                                         .arg(QString::fromUtf8(zip_file_strerror(in.get()))));
+            problems.push_back(
+                entryProblem(entry.name, QStringLiteral("is damaged: %1")
+                                             .arg(QString::fromUtf8(zip_file_strerror(in.get())))));
         else if (zip_uint64_t(read) != entry.stat.size)
-            problems << entryProblem(entry.name,
-                                     QStringLiteral("holds %1 bytes, its header says %2")
-                                         .arg(read)
-                                         .arg(entry.stat.size));
+            problems.push_back(
+                entryProblem(entry.name, QStringLiteral("holds %1 bytes, its header says %2")
+                                             .arg(read)
+                                             .arg(entry.stat.size)));
     }
     return problems;
+}
+
+QStringList check(const QString& archivePath) {
+    QStringList lines;
+    for (const Problem& problem : checkEntries(archivePath))
+        lines << problem.text;
+    return lines;
 }
 
 }  // namespace Bundle::Zip

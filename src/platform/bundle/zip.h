@@ -46,8 +46,13 @@ struct ExtractLimits {
 // stops at the limits, counting the bytes that are really decompressed. Writes beside `folder` and
 // renames into place when everything succeeded, so a failure leaves nothing behind. Throws
 // Bundle::Error naming the archive and the entry.
-void extractAll(const QString& archivePath, const QString& folder,
-                const ExtractLimits& limits = {});
+//
+// With `damaged`, an entry whose data does not read back intact (a CRC mismatch, broken compressed
+// data, an unsupported method) is left out and its name added there instead of failing the unpack,
+// so that the rest of a damaged package can still be examined. Unsafe entries and the limits fail
+// the unpack all the same.
+void extractAll(const QString& archivePath, const QString& folder, const ExtractLimits& limits = {},
+                QStringList* damaged = nullptr);
 
 struct Entry {
     QString name;
@@ -65,5 +70,15 @@ std::vector<Entry> list(const QString& archivePath);
 // line per problem, empty when the archive is sound. Throws Bundle::Error if the file cannot be
 // opened as a zip at all.
 QStringList check(const QString& archivePath);
+
+// One problem that check finds: the entry at fault (empty when it concerns the whole archive or an
+// entry without a readable name) and the line that check returns for it.
+struct Problem {
+    QString entry;
+    QString text;
+};
+
+// check, with the entry of every problem apart.
+std::vector<Problem> checkEntries(const QString& archivePath);
 
 }  // namespace Bundle::Zip

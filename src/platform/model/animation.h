@@ -94,7 +94,10 @@ public:
     void Deserialize(Serialize::IDeserializer& d) override {
         d.key("defaultValue");
         d.readObjectInto(defaultValue);
-        keys.clear();
+        // Boost's deque.clear() offsets the null block map of a deque that never allocated, which
+        // is undefined behaviour; an empty one needs no clearing anyway.
+        if (!keys.empty())
+            keys.clear();
         d.key("keyValues");
         const qint64 count = d.beginArray();
         for (qint64 i = 0; i < count; ++i) {

@@ -2,11 +2,8 @@
 
 #include "platform/serialize/deserializer.h"
 #include "platform/serialize/serializer.h"
-#include "platform/serialize/type_registry.h"
 
 namespace Effect {
-
-static const Serialize::RegisterType<ExternalShader> registerEffect("Effect::ExternalShader");
 
 ExternalShader::ExternalShader() : VideoEffect(Id::ExternalShader, Id::ExternalShader) {
     title = QStringLiteral("effect_external_shader");
@@ -37,9 +34,6 @@ void ExternalShader::Deserialize(Serialize::IDeserializer& d) {
 }  // namespace Effect
 
 namespace Transition {
-
-static const Serialize::RegisterType<ExternalShader> registerTransition(
-    "Transition::ExternalShader");
 
 void ExternalShader::Serialize(Serialize::ISerializer& s) const {
     s.key("BaseOfObject");

@@ -2,13 +2,9 @@
 
 #include "platform/serialize/deserializer.h"
 #include "platform/serialize/serializer.h"
-#include "platform/serialize/type_registry.h"
 
 namespace Transition {
 namespace {
-
-const Serialize::RegisterType<MaskTransition> registerMask("Transition::MaskTransition");
-const Serialize::RegisterType<Overlay> registerOverlay("Transition::Overlay");
 
 void writeBase(Serialize::ISerializer& s, const Object& base) {
     s.key("BaseOfObject");
