@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "package/type_registration.h"
+#include "platform/collection/collection_service.h"
 
 namespace FuzzSupport {
 
@@ -16,6 +17,8 @@ void start() {
     static char* argv[] = {name, nullptr};
     static QGuiApplication application(argc, argv);
     Package::registerTypes();
+    // Reopening loads stored items through the collection service, as in the tool.
+    static EditorCollection::CollectionService collection;
 }
 
 void fail(const QString& what) {

@@ -1,6 +1,7 @@
 // Feeds bytes as a package file to the package opener, the way `inspect` reads a package (unpack
 // into a fresh folder, read the description and the content file, read every add-on's stored item
-// back) and the way `verify` checks one. Opening may fail with an exception that names the
+// back), the way `open` reopens one (its content type and build context), and the way `verify`
+// checks one. Opening may fail with an exception that names the
 // problem; verifying never throws. A package that verifies clean must also open. And nothing may be
 // written outside the folder that the package is unpacked into.
 
@@ -11,10 +12,13 @@
 
 #include <cstdint>
 #include <exception>
+#include <optional>
+#include <stdexcept>
 
 #include "cli/package_report.h"
 #include "cli/package_verifier.h"
 #include "fuzz_support.h"
+#include "package/extractor/extractor.h"
 
 namespace {
 
@@ -61,6 +65,17 @@ void expectConfined(const char* stage) {
                               .arg(QLatin1String(stage), found.join(QStringLiteral(", "))));
 }
 
+// Reads the build context back as `open` does. An imports-only package whose first item cannot be
+// read throws, naming its folder; nothing else may.
+void reopen(const Package::Object& object) {
+    try {
+        Package::Extractor::extractContentType(&object);
+    } catch (const std::runtime_error&) {
+        return;
+    }
+    Package::Extractor::extractBuildContext(&object);
+}
+
 void removeUnpackFolder() {
     QDir(unpackFolder()).removeRecursively();
 }
@@ -83,14 +98,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     bool opened = false;
     QString openError;
+    std::optional<Package::Object> object;
     try {
         const Cli::PackageReport report = Cli::PackageReport::read(packageFile(), unpackFolder());
         report.toJson();
         report.toText();
         opened = true;
+        object = report.object;
     } catch (const std::exception& error) {
         openError = QString::fromUtf8(error.what());
     }
+    if (object)
+        reopen(*object);  // outside the try: it must not throw what opening may
     expectConfined("opening");
     removeUnpackFolder();
 

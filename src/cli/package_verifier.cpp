@@ -278,17 +278,25 @@ QJsonObject PackageVerifier::toJson() const {
         {QStringLiteral("addOns"), m_addOnCount},   {QStringLiteral("resources"), m_resourceCount}};
 }
 
+namespace {
+
+QString counted(qint64 count, const char* noun) {
+    return QStringLiteral("%1 %2%3").arg(count).arg(QLatin1String(noun)).arg(count == 1 ? "" : "s");
+}
+
+}  // namespace
+
 QString PackageVerifier::toText() const {
     QString text;
     QTextStream out(&text);
     for (const Problem& problem : m_problems)
         out << m_packagePath << ": " << problem.message << "\n";
     if (ok())
-        out << m_packagePath << ": ok (" << m_entryCount << " files, " << m_addOnCount
-            << " add-ons, " << m_resourceCount << " resources)\n";
+        out << m_packagePath << ": ok (" << counted(m_entryCount, "file") << ", "
+            << counted(m_addOnCount, "add-on") << ", " << counted(m_resourceCount, "resource")
+            << ")\n";
     else
-        out << m_packagePath << ": " << m_problems.size()
-            << (m_problems.size() == 1 ? " problem\n" : " problems\n");
+        out << m_packagePath << ": " << counted(qint64(m_problems.size()), "problem") << "\n";
     out.flush();
     return text;
 }
