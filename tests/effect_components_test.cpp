@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QFileInfo>
+#include <tuple>
 
 #include "effect_fixture.h"
 #include "package/components/effects/effect_build_component.h"
@@ -11,9 +12,7 @@
 #include "platform/layout/package_structure_description.h"
 #include "platform/model/video_effect.h"
 
-using EffectFixture::addOnUuid;
-using EffectFixture::isBracedUuid;
-using EffectFixture::Workspace;
+using namespace EffectFixture;
 using Package::PackageStructureDescription;
 
 namespace {
@@ -21,13 +20,13 @@ namespace {
 const QString kEffects = PackageStructureDescription::effectDir;
 
 Package::LutEffectParams lutParams(const QString& lutPath) {
-    return {QStringLiteral("Warm"), QStringLiteral("A warm grade"), lutPath};
+    return {"Warm", "A warm grade", lutPath};
 }
 
 Package::ShaderEffectParams shaderParams(const QString& shader, const QString& aux) {
     Package::ShaderEffectParams params;
-    params.primaryText = QStringLiteral("Ripple");
-    params.secondaryText = QStringLiteral("Water ripples");
+    params.primaryText = "Ripple";
+    params.secondaryText = "Water ripples";
     params.supportsIntensity = true;
     params.intensity = 0.75;
     params.shaderPath = shader;
@@ -37,16 +36,16 @@ Package::ShaderEffectParams shaderParams(const QString& shader, const QString& a
 
 // Gives a component metadata that differs from every default.
 void decorate(Package::AbstractBuildComponent& component) {
-    component.setCollectionId(QStringLiteral("mine"));
-    component.setCategories({QStringLiteral("a"), QStringLiteral("b")});
-    component.setPreview(EffectFixture::redImage());
+    component.setCollectionId("mine");
+    component.setCategories({"a", "b"});
+    component.setPreview(redImage());
 }
 
 }  // namespace
 
 TEST(LutEffect, StoresTheItemAndCopiesTheLutThroughItsFixup) {
     Workspace ws;
-    const QString lut = ws.input(QStringLiteral("grade.cube"), "LUT_3D_SIZE 2\n");
+    const QString lut = ws.input("grade.cube", "LUT_3D_SIZE 2\n");
     Package::LutEffectBuildComponent component(lutParams(lut));
     decorate(component);
     const Package::ResourceFixupQueue fixups = component.build(&ws.package);
@@ -54,28 +53,22 @@ TEST(LutEffect, StoresTheItemAndCopiesTheLutThroughItsFixup) {
     ASSERT_EQ(ws.package.effectAddOns.size(), 1u);
     EXPECT_TRUE(ws.package.transitionAddOns.empty());
     const Package::CollectionAddOn& addOn = ws.package.effectAddOns[0];
-    const QString uuid = addOnUuid(addOn.path, kEffects);
-    ASSERT_FALSE(uuid.isEmpty()) << addOn.path.toStdString();
-    EXPECT_TRUE(QFileInfo::exists(ws.package.folder + "/effects/" + uuid + "/item.xml"));
-
+    EXPECT_FALSE(addOnUuid(addOn.path, kEffects).isEmpty()) << addOn.path.toStdString();
     // Only the empty category is listed, whatever the component's own categories are.
-    EXPECT_EQ(addOn.categories, (std::map<QString, QString>{{QString(), "mine"}}));
+    EXPECT_EQ(addOn.categories, (TextMap{{QString(), "mine"}}));
     ASSERT_EQ(addOn.resources.size(), 1u);
     const Package::Resource& resource = addOn.resources[0];
-    EXPECT_EQ(resource.path, QStringLiteral("resources/grade.cube"));
+    EXPECT_EQ(resource.path, "resources/grade.cube");
     EXPECT_EQ(resource.type(), Resource::DataFile);
     EXPECT_TRUE(isBracedUuid(resource.id())) << resource.id().toStdString();
 
-    Serialize::ObjectStorage storage;
-    const auto record = ws.load<Effect::Object>(addOn, storage);
+    const auto record = ws.load<Effect::Object>(addOn);
     const auto* item = dynamic_cast<const Effect::Lut*>(record.item);
     ASSERT_NE(item, nullptr);
-    EXPECT_EQ(item->title, QStringLiteral("Warm"));
-    EXPECT_EQ(item->description, QStringLiteral("A warm grade"));
-    EXPECT_EQ(item->id, Effect::Id::Lut);
-    EXPECT_EQ(item->lutResource, resource.id());
+    EXPECT_EQ(std::tie(item->title, item->description, item->id, item->lutResource),
+              std::make_tuple("Warm", "A warm grade", Effect::Id::Lut, resource.id()));
     // Used directly, the component does carry its metadata into the record.
-    EXPECT_EQ(record.collectionId, QStringLiteral("mine"));
+    EXPECT_EQ(record.collectionId, "mine");
     EXPECT_EQ(record.categories, (std::set<QString>{"a", "b"}));
     EXPECT_EQ(record.preview.size(), QSize(16, 16));
 
@@ -86,29 +79,12 @@ TEST(LutEffect, StoresTheItemAndCopiesTheLutThroughItsFixup) {
     EXPECT_EQ(TestSupport::readFile(ws.resources() + "grade.cube"), "LUT_3D_SIZE 2\n");
 }
 
-TEST(LutEffect, MissingLutStillStoresTheEffectWithoutReference) {
-    Workspace ws;
-    Package::LutEffectBuildComponent component(lutParams(ws.missing("grade.cube")));
-    const Package::ResourceFixupQueue fixups = component.build(&ws.package);
-
-    EXPECT_TRUE(fixups.empty());
-    ASSERT_EQ(ws.package.effectAddOns.size(), 1u);
-    EXPECT_TRUE(ws.package.effectAddOns[0].resources.empty());
-    EXPECT_EQ(ws.package.effectAddOns[0].categories,
-              (std::map<QString, QString>{{QString(), QString()}}));
-    Serialize::ObjectStorage storage;
-    const auto* item = dynamic_cast<const Effect::Lut*>(
-        ws.load<Effect::Object>(ws.package.effectAddOns[0], storage).item);
-    ASSERT_NE(item, nullptr);
-    EXPECT_TRUE(item->lutResource.isEmpty());
-}
-
 TEST(LutEffect, TwoEffectsFromOneFileShareItsPathButNotTheirIds) {
     Workspace ws;
-    const QString lut = ws.input(QStringLiteral("looks/grade.cube"), "LUT");
-    Package::LutEffectBuildComponent component(lutParams(lut));
-    Package::ResourceFixupQueue fixups = component.build(&ws.package);
-    Package::ResourceFixupQueue second =
+    const QString lut = ws.input("looks/grade.cube", "LUT");
+    Package::ResourceFixupQueue fixups =
+        Package::LutEffectBuildComponent(lutParams(lut)).build(&ws.package);
+    const Package::ResourceFixupQueue second =
         Package::LutEffectBuildComponent(lutParams(lut)).build(&ws.package);
     fixups.insert(fixups.end(), second.begin(), second.end());
 
@@ -125,13 +101,43 @@ TEST(LutEffect, TwoEffectsFromOneFileShareItsPathButNotTheirIds) {
     ASSERT_EQ(fixups.size(), 2u);
     EXPECT_NO_THROW(ws.runFixups(fixups));
     EXPECT_EQ(TestSupport::readFile(ws.resources() + "grade.cube"), "LUT");
-    EXPECT_EQ(QDir(ws.resources()).entryList(QDir::Files), QStringList{"grade.cube"});
+    EXPECT_EQ(ws.resourceFiles(), QStringList{"grade.cube"});
+}
+
+TEST(EffectComponents, MissingFilesGetNoResourceAndNoFixupButTheItemIsStored) {
+    Workspace ws;
+    const QString shader = ws.input("ripple.glsl", "void main() {}");
+    EXPECT_TRUE(Package::LutEffectBuildComponent(lutParams(ws.missing("grade.cube")))
+                    .build(&ws.package)
+                    .empty());
+    for (const QString& aux : {QString(), ws.missing("noise.png")}) {
+        Package::ShaderEffectParams params = shaderParams(shader, aux);
+        params.supportsIntensity = false;
+        EXPECT_EQ(Package::ShaderBasedEffectBuildComponent(params).build(&ws.package).size(), 1u);
+    }
+
+    const auto& addOns = ws.package.effectAddOns;
+    ASSERT_EQ(addOns.size(), 3u);
+    EXPECT_TRUE(addOns[0].resources.empty());
+    EXPECT_EQ(addOns[0].categories, (TextMap{{QString(), QString()}}));
+    const auto* lut = ws.item<Effect::Object, Effect::Lut>(addOns[0]);
+    ASSERT_NE(lut, nullptr);
+    EXPECT_TRUE(lut->lutResource.isEmpty());
+    for (size_t i : {1, 2}) {
+        EXPECT_EQ(kinds(addOns[i]), Kinds{Resource::DataFile});
+        EXPECT_TRUE(addOns[i].categories.empty());
+        const auto* item = ws.item<Effect::Object, Effect::ExternalShader>(addOns[i]);
+        ASSERT_NE(item, nullptr);
+        EXPECT_TRUE(item->auxImageResource.isEmpty());
+        EXPECT_EQ(item->shaderResource, addOns[i].resources[0].id());
+        EXPECT_FALSE(item->isIntensityAdjustable());
+    }
 }
 
 TEST(PublicComponents, BuildWithDefaultsWhateverTheirOwnMetadata) {
     Workspace ws;
-    const QString lut = ws.input(QStringLiteral("grade.cube"), "LUT");
-    const QString shader = ws.input(QStringLiteral("ripple.glsl"), "void main() {}");
+    const QString lut = ws.input("grade.cube", "LUT");
+    const QString shader = ws.input("ripple.glsl", "void main() {}");
     Package::EffectBuildComponent lutEffect{lutParams(lut)};
     Package::EffectBuildComponent shaderEffect{shaderParams(shader, QString())};
     Package::TransitionBuildComponent mask{Package::MaskTransitionParams{lut}};
@@ -144,25 +150,23 @@ TEST(PublicComponents, BuildWithDefaultsWhateverTheirOwnMetadata) {
 
     ASSERT_EQ(ws.package.effectAddOns.size(), 2u);
     ASSERT_EQ(ws.package.transitionAddOns.size(), 1u);
-    EXPECT_EQ(ws.package.effectAddOns[0].categories,
-              (std::map<QString, QString>{{QString(), QString()}}));
+    EXPECT_EQ(ws.package.effectAddOns[0].categories, (TextMap{{QString(), QString()}}));
     EXPECT_TRUE(ws.package.effectAddOns[1].categories.empty());
     EXPECT_TRUE(ws.package.transitionAddOns[0].categories.empty());
-    Serialize::ObjectStorage storage;
     auto expectDefaults = [](const auto& record) {
         EXPECT_TRUE(record.collectionId.isEmpty());
         EXPECT_TRUE(record.categories.empty());
-        EXPECT_TRUE(EffectFixture::isDefaultPreview(record.preview));
+        EXPECT_TRUE(isDefaultPreview(record.preview));
     };
     for (const Package::CollectionAddOn& addOn : ws.package.effectAddOns)
-        expectDefaults(ws.load<Effect::Object>(addOn, storage));
-    expectDefaults(ws.load<Transition::Object>(ws.package.transitionAddOns[0], storage));
+        expectDefaults(ws.load<Effect::Object>(addOn));
+    expectDefaults(ws.load<Transition::Object>(ws.package.transitionAddOns[0]));
 }
 
 TEST(ShaderEffect, ShaderAndAuxImageBecomeResourcesInThatOrder) {
     Workspace ws;
-    const QString shader = ws.input(QStringLiteral("ripple.glsl"), "void main() {}");
-    const QString aux = ws.input(QStringLiteral("maps/noise.png"), "PNG");
+    const QString shader = ws.input("ripple.glsl", "void main() {}");
+    const QString aux = ws.input("maps/noise.png", "PNG");
     Package::ShaderBasedEffectBuildComponent component(shaderParams(shader, aux));
     decorate(component);
     const Package::ResourceFixupQueue fixups = component.build(&ws.package);
@@ -170,27 +174,21 @@ TEST(ShaderEffect, ShaderAndAuxImageBecomeResourcesInThatOrder) {
     ASSERT_EQ(ws.package.effectAddOns.size(), 1u);
     EXPECT_TRUE(ws.package.transitionAddOns.empty());
     const Package::CollectionAddOn& addOn = ws.package.effectAddOns[0];
-    ASSERT_FALSE(addOnUuid(addOn.path, kEffects).isEmpty()) << addOn.path.toStdString();
+    EXPECT_FALSE(addOnUuid(addOn.path, kEffects).isEmpty()) << addOn.path.toStdString();
     // Unlike the LUT effect, one entry per category.
-    EXPECT_EQ(addOn.categories, (std::map<QString, QString>{{"a", "mine"}, {"b", "mine"}}));
-    EXPECT_EQ(EffectFixture::kinds(addOn),
-              (EffectFixture::Kinds{Resource::DataFile, Resource::StillImage}));
-    ASSERT_EQ(addOn.resources.size(), 2u);
-    EXPECT_EQ(addOn.resources[0].path, QStringLiteral("resources/ripple.glsl"));
-    EXPECT_EQ(addOn.resources[1].path, QStringLiteral("resources/noise.png"));
+    EXPECT_EQ(addOn.categories, (TextMap{{"a", "mine"}, {"b", "mine"}}));
+    ASSERT_EQ(kinds(addOn), (Kinds{Resource::DataFile, Resource::StillImage}));
+    EXPECT_EQ(addOn.resources[0].path, "resources/ripple.glsl");
+    EXPECT_EQ(addOn.resources[1].path, "resources/noise.png");
     EXPECT_TRUE(isBracedUuid(addOn.resources[1].id()));
     EXPECT_NE(addOn.resources[0].id(), addOn.resources[1].id());
 
-    Serialize::ObjectStorage storage;
-    const auto record = ws.load<Effect::Object>(addOn, storage);
+    const auto record = ws.load<Effect::Object>(addOn);
     const auto* item = dynamic_cast<const Effect::ExternalShader*>(record.item);
     ASSERT_NE(item, nullptr);
-    EXPECT_EQ(item->id, Effect::Id::ExternalShader);
-    EXPECT_EQ(item->group, Effect::Id::ExternalShader);
-    EXPECT_EQ(item->title, QStringLiteral("Ripple"));
-    EXPECT_EQ(item->description, QStringLiteral("Water ripples"));
-    EXPECT_EQ(item->apiVersion, 0);
-    EXPECT_TRUE(item->supportsIntensity);
+    EXPECT_EQ(std::tie(item->id, item->group, item->title, item->description, item->apiVersion),
+              std::make_tuple(Effect::Id::ExternalShader, Effect::Id::ExternalShader, "Ripple",
+                              "Water ripples", 0));
     EXPECT_TRUE(item->isIntensityAdjustable());
     EXPECT_DOUBLE_EQ(item->intensity, 0.75);
     EXPECT_EQ(item->shaderResource, addOn.resources[0].id());
@@ -199,44 +197,14 @@ TEST(ShaderEffect, ShaderAndAuxImageBecomeResourcesInThatOrder) {
 
     // The effect's intensity lives in its VideoEffect base only.
     const QString xml = ws.itemFolder(addOn) + "item.xml";
-    EXPECT_EQ(EffectFixture::itemChildNames(xml),
-              (QStringList{"BaseOfObject", "apiVersion", "supportsIntensity", "shaderResource",
-                           "auxImageResource"}));
-    EXPECT_EQ(EffectFixture::itemChildNames(xml, {"BaseOfObject"}),
-              (QStringList{"BaseOfObject", "intensity"}));
+    EXPECT_EQ(itemChildNames(xml), (QStringList{"BaseOfObject", "apiVersion", "supportsIntensity",
+                                                "shaderResource", "auxImageResource"}));
+    EXPECT_EQ(itemChildNames(xml, {"BaseOfObject"}), (QStringList{"BaseOfObject", "intensity"}));
 
     // The shader is copied first, then the image.
     ASSERT_EQ(fixups.size(), 2u);
-    QDir().mkpath(ws.resources());
-    fixups[0](ws.resources());
-    EXPECT_EQ(QDir(ws.resources()).entryList(QDir::Files), QStringList{"ripple.glsl"});
-    fixups[1](ws.resources());
+    ws.runFixups({fixups[0]});
+    EXPECT_EQ(ws.resourceFiles(), QStringList{"ripple.glsl"});
+    ws.runFixups({fixups[1]});
     EXPECT_EQ(TestSupport::readFile(ws.resources() + "noise.png"), "PNG");
-}
-
-TEST(ShaderEffect, EmptyOrMissingAuxImageLeavesItsReferenceEmpty) {
-    Workspace ws;
-    const QString shader = ws.input(QStringLiteral("ripple.glsl"), "void main() {}");
-    for (const QString& aux : {QString(), ws.missing("noise.png")}) {
-        SCOPED_TRACE(aux.toStdString());
-        ws.package.effectAddOns.clear();
-        Package::ShaderEffectParams params = shaderParams(shader, aux);
-        params.supportsIntensity = false;
-        const Package::ResourceFixupQueue fixups =
-            Package::ShaderBasedEffectBuildComponent(params).build(&ws.package);
-
-        EXPECT_EQ(fixups.size(), 1u);
-        ASSERT_EQ(ws.package.effectAddOns.size(), 1u);
-        const Package::CollectionAddOn& addOn = ws.package.effectAddOns[0];
-        ASSERT_EQ(addOn.resources.size(), 1u);
-        EXPECT_EQ(addOn.resources[0].type(), Resource::DataFile);
-        EXPECT_TRUE(addOn.categories.empty());
-        Serialize::ObjectStorage storage;
-        const auto* item = dynamic_cast<const Effect::ExternalShader*>(
-            ws.load<Effect::Object>(addOn, storage).item);
-        ASSERT_NE(item, nullptr);
-        EXPECT_TRUE(item->auxImageResource.isEmpty());
-        EXPECT_EQ(item->shaderResource, addOn.resources[0].id());
-        EXPECT_FALSE(item->isIntensityAdjustable());
-    }
 }

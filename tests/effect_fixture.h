@@ -1,10 +1,9 @@
 #pragma once
 
-// Shared set-up of the effect and transition component tests: a package object on a temporary
-// working folder, input files beside it, and ways to look at what a build left behind.
+// Shared set-up of the component tests: a package object on a temporary working folder, input
+// files beside it, and ways to look at what a build left behind.
 
 #include <QDir>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QXmlStreamReader>
 
@@ -15,11 +14,8 @@
 
 namespace EffectFixture {
 
-inline bool isBracedUuid(const QString& text) {
-    static const QRegularExpression braced(
-        QStringLiteral("^\\{[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}\\}$"));
-    return braced.match(text).hasMatch();
-}
+using TestSupport::isBracedUuid;
+using TextMap = std::map<QString, QString>;
 
 // The uuid of an add-on path "<kindDir>/<uuid>/", or an empty string when the path is not one.
 inline QString addOnUuid(const QString& path, const QString& kindDir) {
@@ -49,37 +45,41 @@ inline bool isDefaultPreview(const Types::Image& preview) {
 struct Workspace {
     QTemporaryDir dir;
     Package::Object package;
+    Serialize::ObjectStorage storage;  // holds the items that load() reads
 
     Workspace() {
-        package.folder = dir.filePath(QStringLiteral("work"));
-        package.name = QStringLiteral("Summer Pack");
+        package.folder = dir.filePath("work");
+        package.name = "Summer Pack";
         QDir().mkpath(package.folder);
     }
 
     QString input(const QString& relative, const QByteArray& data) {
-        const QString path = dir.filePath(QStringLiteral("in/") + relative);
+        const QString path = dir.filePath("in/" + relative);
         TestSupport::writeFile(path, data);
         return path;
     }
-    QString missing(const QString& name) const {
-        return dir.filePath(QStringLiteral("gone/") + name);
-    }
+    QString missing(const QString& name) const { return dir.filePath("gone/" + name); }
 
     // The builder hands fixups the absolute resource folder with a trailing "/"; so do we.
-    QString resources() const { return package.folder + QStringLiteral("/resources/"); }
+    QString resources() const { return package.folder + "/resources/"; }
     void runFixups(const Package::ResourceFixupQueue& fixups) const {
         QDir().mkpath(resources());
         for (const Package::ResourceFixup& fixup : fixups)
             fixup(resources());
     }
+    QStringList resourceFiles() const { return QDir(resources()).entryList(QDir::Files); }
 
     QString itemFolder(const Package::CollectionAddOn& addOn) const {
         return package.folder + QLatin1Char('/') + addOn.path;
     }
     template <class Base>
-    EditorCollection::PersistentItem<Base> load(const Package::CollectionAddOn& addOn,
-                                                Serialize::ObjectStorage& storage) const {
+    EditorCollection::PersistentItem<Base> load(const Package::CollectionAddOn& addOn) {
         return Bundle::loadItem<Base>(itemFolder(addOn), storage);
+    }
+    // The stored item of an add-on as a T, or null when it is none.
+    template <class Base, class T = Base>
+    const T* item(const Package::CollectionAddOn& addOn) {
+        return dynamic_cast<const T*>(load<Base>(addOn).item);
     }
 };
 

@@ -84,7 +84,7 @@ struct RequestCounter
 // A timeline with one video clip.
 Timeline::Object videoTimeline(const QString& media) {
     Timeline::Object timeline;
-    timeline.setPrimaryTrack(timeline.addTrack(QStringLiteral("main")));
+    timeline.setPrimaryTrack(timeline.addTrack("main"));
     Timeline::Clip video;
     video.timing = {500, 4000, 0, 4000, Timeline::VideoContent};
     video.media.sourcePath = media;
@@ -107,28 +107,28 @@ TEST(ContentType, RulesApplyInOrderAndOnlyImportsAloneAreRead) {
     EXPECT_EQ(extractBuildContext(nullptr).index(), 0u);
 
     Package::Object package;
-    package.folder = dir.filePath(QStringLiteral("pack"));
-    package.transitionAddOns.push_back(addOn(QStringLiteral("transitions/{t}/")));
+    package.folder = dir.filePath("pack");
+    package.transitionAddOns.push_back(addOn("transitions/{t}/"));
     EXPECT_EQ(extractContentType(&package), std::nullopt);
-    package.presetAddOns.push_back(addOn(QStringLiteral("titles/{missing}/")));
+    package.presetAddOns.push_back(addOn("titles/{missing}/"));
     EXPECT_EQ(extractContentType(&package), ContentType::Overlay);
     EXPECT_EQ(std::get<0>(extractBuildContext(&package)).params.primaryText, QString());
-    package.importAddOns.push_back(addOn(QStringLiteral("imports/{missing}/")));
+    package.importAddOns.push_back(addOn("imports/{missing}/"));
     EXPECT_EQ(extractContentType(&package), ContentType::IntermediateOverlay);
     EXPECT_EQ(requests.count, 0);
 
     // Only the first import add-on decides.
     package.presetAddOns.clear();
-    package.importAddOns = {addOn(QStringLiteral("imports/{a}/")), addOn("imports/{b}/")};
-    store(package, QStringLiteral("imports/{a}/"), importItem(Import::Object::Intro, {}));
-    store(package, QStringLiteral("imports/{b}/"), importItem(Import::Object::Video, {}));
+    package.importAddOns = {addOn("imports/{a}/"), addOn("imports/{b}/")};
+    store(package, "imports/{a}/", importItem(Import::Object::Intro, {}));
+    store(package, "imports/{b}/", importItem(Import::Object::Video, {}));
     EXPECT_EQ(extractContentType(&package), ContentType::Intro);
     std::swap(package.importAddOns[0], package.importAddOns[1]);
     EXPECT_EQ(extractContentType(&package), ContentType::Import);
     EXPECT_EQ(requests.count, 2);
 
     // A first import folder without a readable item, or outside the package, cannot be told.
-    store(package, QStringLiteral("../outside/"), importItem(Import::Object::Video, {}));
+    store(package, "../outside/", importItem(Import::Object::Video, {}));
     const std::pair<QString, QString> unreadable[] = {{"imports/{none}/", "imports/{none}"},
                                                       {"../outside/", "points outside"}};
     for (const auto& [path, message] : unreadable) {
@@ -145,43 +145,37 @@ TEST(ContentType, RulesApplyInOrderAndOnlyImportsAloneAreRead) {
 
 TEST(ExtractImport, BuiltPackagesReopenAsTheirRecord) {
     QTemporaryDir dir;
-    const QString media = dir.filePath(QStringLiteral("clip one.mp4"));
+    const QString media = dir.filePath("clip one.mp4");
     TestSupport::writeFile(media, "frames");
-    Package::ImportParams local;
-    local.source = media;
-    local.importType = Package::ImageImport;
-    local.primaryText = QStringLiteral("Beach");
-    local.secondaryText = QStringLiteral("Waves");
+    Package::ImportParams local{media, Package::ImageImport, "Beach", "Waves"};
     auto component = std::make_shared<Package::ImportBuildComponent>(local);
-    component->setCategories({QStringLiteral("b"), QStringLiteral("a")});
-    component->setCollectionId(QStringLiteral("mine"));
-    Package::Object opened = buildAndOpen(dir, QStringLiteral("opened"), component);
+    component->setCategories({"b", "a"});
+    component->setCollectionId("mine");
+    Package::Object opened = buildAndOpen(dir, "opened", component);
     const QString root = opened.folder;
-    opened.folder += QStringLiteral("/sub/../");  // cleaned before use
+    opened.folder += "/sub/../";  // cleaned before use
 
     EXPECT_EQ(extractContentType(&opened), ContentType::Import);
     ImportContext context = std::get<0>(extractBuildContext(&opened));
     EXPECT_EQ(std::get<QString>(context.params.source), root + "/resources/clip one.mp4");
     EXPECT_EQ(TestSupport::readFile(std::get<QString>(context.params.source)), "frames");
-    EXPECT_EQ(context.params.importType, Package::ImageImport);
-    EXPECT_EQ(context.params.primaryText, QStringLiteral("Beach"));
-    EXPECT_EQ(context.params.secondaryText, QStringLiteral("Waves"));
-    EXPECT_EQ(context.name, QStringLiteral("opened"));
+    EXPECT_EQ(std::tie(context.params.importType, context.params.primaryText,
+                       context.params.secondaryText),
+              std::make_tuple(Package::ImageImport, "Beach", "Waves"));
+    EXPECT_EQ(std::tie(context.name, context.collectionId, context.previewPath),
+              std::make_tuple("opened", "mine", root + "/preview.png"));
     EXPECT_EQ(context.categories, QStringList({"a", "b"}));
-    EXPECT_EQ(context.collectionId, QStringLiteral("mine"));
-    EXPECT_EQ(context.previewPath, root + "/preview.png");
     ASSERT_TRUE(QFile::remove(root + "/preview.png"));
     EXPECT_EQ(std::get<0>(extractBuildContext(&opened)).previewPath, QString());
 
-    const Package::RemoteSource city{QStringLiteral("https://example.org/city"), "city"};
-    Package::ImportParams remote;
-    remote.source = city;
-    opened = buildAndOpen(dir, QStringLiteral("remote"),
-                          std::make_shared<Package::ImportBuildComponent>(remote));
+    const Package::RemoteSource city{"https://example.org/city", "city"};
+    opened = buildAndOpen(dir, "remote",
+                          std::make_shared<Package::ImportBuildComponent>(
+                              Package::ImportParams{city, Package::VideoImport, {}, {}}));
     context = std::get<0>(extractBuildContext(&opened));
     const auto& source = std::get<Package::RemoteSource>(context.params.source);
     EXPECT_EQ(source.remoteUrl, city.remoteUrl);
-    EXPECT_EQ(source.packageName, QStringLiteral("Packages/city.qpack"));
+    EXPECT_EQ(source.packageName, "Packages/city.qpack");
 }
 
 TEST(ExtractImport, KindsAndRemoteLocationsAsStored) {
@@ -191,7 +185,7 @@ TEST(ExtractImport, KindsAndRemoteLocationsAsStored) {
         Package::ImportType type;
         QString packageName;
     };
-    const QString url = QStringLiteral("https://example.org/m");
+    const QString url = "https://example.org/m";
     const Case cases[] = {
         {3, "resources/a", {}, Package::VideoImport, {}},
         {2, "resources/a", {}, Package::ImageImport, {}},
@@ -205,7 +199,7 @@ TEST(ExtractImport, KindsAndRemoteLocationsAsStored) {
     };
     QTemporaryDir dir;
     Package::Object package;
-    package.folder = dir.filePath(QStringLiteral("pack"));
+    package.folder = dir.filePath("pack");
     for (const Case& c : cases) {
         const QString path = QStringLiteral("imports/%1/").arg(&c - cases);
         store(package, path, importItem(c.stored, c.location, c.url));
@@ -223,7 +217,7 @@ TEST(ExtractImport, KindsAndRemoteLocationsAsStored) {
 
 TEST(ExtractIntermediateOverlay, RoundTripsTheRecordAndItsProject) {
     QTemporaryDir dir;
-    const QString media = dir.filePath(QStringLiteral("in/clip.mp4"));
+    const QString media = dir.filePath("in/clip.mp4");
     TestSupport::writeFile(media, "frames");
     Package::OverlayParams params;
     params.timeline =
@@ -233,29 +227,26 @@ TEST(ExtractIntermediateOverlay, RoundTripsTheRecordAndItsProject) {
     params.secondItemSpan = -7;
     params.videoTiming = {10, 20, 30000};
     auto component = std::make_shared<Package::IntermediateOverlayBuildComponent>(params, "intros");
-    component->setCategories({QStringLiteral("fun"), QStringLiteral("zoo")});
-    component->setCollectionId(QStringLiteral("stickers"));
-    const Package::Object opened = buildAndOpen(dir, QStringLiteral("sticker"), component);
+    component->setCategories({"fun", "zoo"});
+    component->setCollectionId("stickers");
+    const Package::Object opened = buildAndOpen(dir, "sticker", component);
 
     EXPECT_EQ(extractContentType(&opened), ContentType::IntermediateOverlay);
     Package::AnyBuildContext any = extractBuildContext(&opened);
     ASSERT_EQ(any.index(), 3u);
     const OverlayContext& context = std::get<3>(any);
-    EXPECT_EQ(context.params.overlayType, Package::StickerOverlay);
-    EXPECT_EQ(context.params.firstItemSpan, 500);
-    EXPECT_EQ(context.params.secondItemSpan, -7);
-    const Package::VideoTiming& timing = context.params.videoTiming;
-    EXPECT_EQ(std::tie(timing.start, timing.length, timing.frameRate), std::tuple(10, 20, 30000));
-    EXPECT_FALSE(context.params.useMediaTiming || context.params.winSubfolder);
-    EXPECT_EQ(context.name, QStringLiteral("sticker"));
+    const Package::OverlayParams& back = context.params;
+    const Package::VideoTiming& timing = back.videoTiming;
+    EXPECT_EQ(std::tie(back.overlayType, back.firstItemSpan, back.secondItemSpan, timing.start,
+                       timing.length, timing.frameRate, back.useMediaTiming, back.winSubfolder),
+              std::make_tuple(Package::StickerOverlay, 500, -7, 10, 20, 30000, false, false));
+    EXPECT_EQ(std::tie(context.name, context.collectionId, context.introCollectionId),
+              std::make_tuple("sticker", "stickers", "intros"));
     EXPECT_EQ(context.categories, QStringList({"fun", "zoo"}));
-    EXPECT_EQ(context.collectionId, QStringLiteral("stickers"));
-    EXPECT_EQ(context.introCollectionId, QStringLiteral("intros"));
-    ASSERT_NE(context.params.timeline, nullptr);
-    const auto& clips = context.params.timeline->clips();
-    ASSERT_EQ(clips.size(), 1u);
-    EXPECT_EQ(clips[0]->media.sourcePath, opened.folder + "/resources/clip.mp4");
-    EXPECT_EQ(clips[0]->timing, params.timeline->clips()[0]->timing);
+    ASSERT_NE(back.timeline, nullptr);
+    ASSERT_EQ(back.timeline->clips().size(), 1u);
+    EXPECT_EQ(back.timeline->clips()[0]->media.sourcePath, opened.folder + "/resources/clip.mp4");
+    EXPECT_EQ(back.timeline->clips()[0]->timing, params.timeline->clips()[0]->timing);
 
     // Its project part alone is a real intro package, which is told but not reopened.
     Package::Object intro = opened;
@@ -273,29 +264,29 @@ TEST(ExtractIntermediateOverlay, RoundTripsTheRecordAndItsProject) {
 TEST(ExtractIntermediateOverlay, SpansTruncateTimingIsCutAndMalformedOnesAreEmpty) {
     QTemporaryDir dir;
     Package::Object package;
-    package.folder = dir.filePath(QStringLiteral("pack"));
-    store(package, QStringLiteral("imports/{i}/"), importItem(Import::Object::Intro, "x"));
+    package.folder = dir.filePath("pack");
+    store(package, "imports/{i}/", importItem(Import::Object::Intro, "x"));
     const double nan = std::nan(""), huge = 1e300;
     const qint32 max = std::numeric_limits<qint32>::max();
     const std::tuple<double, double, qint32, qint32> spans[] = {
         {2.9, -2.9, 2, -2}, {huge, -huge, max, -max - 1}, {nan, 0.5, 0, 0}};
     for (const auto& [first, second, firstSpan, secondSpan] : spans) {
-        store(package, QStringLiteral("titles/{p}/"), presetWith(first, second));
-        package.presetAddOns = {addOn(QStringLiteral("titles/{p}/"), {{"c", "titles"}})};
+        store(package, "titles/{p}/", presetWith(first, second));
+        package.presetAddOns = {addOn("titles/{p}/", {{"c", "titles"}})};
         package.presetAddOns[0].resources.push_back(
             Package::Resource({}, {}, Resource::DataFile, {(qint64(1) << 32) + 5, -1, 25}));
-        package.importAddOns = {addOn(QStringLiteral("imports/{i}/"), {{"c", "intros"}})};
+        package.importAddOns = {addOn("imports/{i}/", {{"c", "intros"}})};
         const OverlayContext context = std::get<3>(extractBuildContext(&package));
         EXPECT_EQ(context.params.firstItemSpan, firstSpan) << first;
         EXPECT_EQ(context.params.secondItemSpan, secondSpan) << second;
         EXPECT_EQ(context.params.videoTiming.start, 5);
         EXPECT_EQ(context.params.videoTiming.length, -1);
-        EXPECT_EQ(context.introCollectionId, QStringLiteral("intros"));
+        EXPECT_EQ(context.introCollectionId, "intros");
         EXPECT_EQ(context.params.timeline, nullptr);  // "x" is no project
     }
 
-    store(package, QStringLiteral("titles/{empty}/"), Overlay::Preset());
-    store(package, QStringLiteral("../outside/"), presetWith(1, 1));
+    store(package, "titles/{empty}/", Overlay::Preset());
+    store(package, "../outside/", presetWith(1, 1));
     const std::pair<QString, QString> malformed[] = {{"titles/{none}/", "imports/{i}/"},
                                                      {"titles/{empty}/", "imports/{i}/"},
                                                      {"titles/{p}/", "imports/{none}/"},

@@ -23,6 +23,18 @@ Transformation::Object at(double x) {
     return value;
 }
 
+// Where an item plays and how it fades.
+auto timing(const Overlay::Item& item) {
+    return std::make_tuple(item.begin, item.end, item.firstFraction, item.secondFraction);
+}
+
+Transformation::Envelope envelopeOf(std::initializer_list<std::pair<double, double>> stepAndX) {
+    Transformation::Envelope envelope;
+    for (const auto& [step, x] : stepAndX)
+        envelope.keys.emplace_back(step, at(x));
+    return envelope;
+}
+
 Overlay::Preset presetOf(int items) {
     Overlay::Preset preset;
     for (int i = 0; i < items; ++i) {
@@ -32,6 +44,14 @@ Overlay::Preset presetOf(int items) {
         preset.appendItem(item);
     }
     return preset;
+}
+
+using StepsAndX = std::vector<std::pair<double, double>>;
+StepsAndX stepsAndX(const Overlay::Item& item) {
+    StepsAndX result;
+    for (const Key& key : item.envelope.keys)
+        result.emplace_back(key.step, key.value.x);
+    return result;
 }
 
 Timeline::Clip overlayClip(int track, qint64 position, qint64 length, int items = 1) {
@@ -51,18 +71,18 @@ struct Fixture {
 
     Fixture() {
         package.folder = dir.path();
-        package.name = QStringLiteral("Pack");
+        package.name = "Pack";
         params.timeline = timeline =
             params.timelineStorage.adopt(std::make_unique<Timeline::Object>());
-        timeline->addTrack(QStringLiteral("main"));
-        timeline->addTrack(QStringLiteral("overlays"));
+        timeline->addTrack("main");
+        timeline->addTrack("overlays");
         timeline->setPrimaryTrack(0);
         Timeline::Clip main = overlayClip(0, 0, 100000);
         timeline->addClip(main);
     }
 
     // Builds a final overlay and reads its stored preset back.
-    Overlay::Preset build(const QString& collectionId = QStringLiteral("titles"),
+    Overlay::Preset build(const QString& collectionId = "titles",
                           Package::ResourceFixupQueue* fixups = nullptr) {
         Package::FinalOverlayBuildComponent component(params);
         component.setCollectionId(collectionId);
@@ -88,31 +108,22 @@ TEST(OverlayMerge, ItemsAreTimedAsFractionsOfTheWholeInClipOrder) {
     f.timeline->addClip(overlayClip(1, 3000, 1000, 2));
     f.timeline->addClip(overlayClip(1, 1000, 2000));
     f.timeline->addClip(overlayClip(0, 500, 99999));  // primary: cleared, not counted
-    Timeline::Clip bare = overlayClip(1, 0, 500);
-    bare = Timeline::Clip();  // no preset: contributes nothing even with an envelope
+    Timeline::Clip bare;  // no preset: contributes nothing even with an envelope
     bare.track = 1;
     bare.timing = {0, 500, 0, 500, Timeline::OverlayContent};
-    Transformation::Envelope envelope;
-    envelope.keys.emplace_back(0.5, at(1));
-    bare.setEnvelope(envelope);
+    bare.setEnvelope(envelopeOf({{0.5, 1}}));
     f.timeline->addClip(bare);
 
     const Overlay::Preset preset = f.build();
-    EXPECT_EQ(preset.duration, 4000);  // the primary track does not count
-    EXPECT_EQ(preset.kind, 1);
-    EXPECT_EQ(preset.name, QStringLiteral("Pack"));
+    EXPECT_EQ(std::tie(preset.duration, preset.kind, preset.name),
+              std::make_tuple(4000, 1, "Pack"));
     ASSERT_EQ(preset.items.size(), 3u);
     // Clip order: the clip at 1000 first, then both items of the clip at 3000.
-    EXPECT_EQ(preset.items[0].content, QStringLiteral("text 0"));
-    EXPECT_EQ(preset.items[0].begin, 0.25);
-    EXPECT_EQ(preset.items[0].end, 0.75);
-    EXPECT_EQ(preset.items[0].firstFraction, 0.25);
-    EXPECT_EQ(preset.items[0].secondFraction, 0.125);
-    EXPECT_EQ(preset.items[1].content, QStringLiteral("text 0"));
-    EXPECT_EQ(preset.items[2].content, QStringLiteral("text 1"));
-    EXPECT_EQ(preset.items[2].begin, 0.75);
-    EXPECT_EQ(preset.items[2].end, 1.0);
-    EXPECT_EQ(preset.items[2].firstFraction, 0.5);
+    EXPECT_EQ(preset.items[0].content, "text 0");
+    EXPECT_EQ(timing(preset.items[0]), std::make_tuple(0.25, 0.75, 0.25, 0.125));
+    EXPECT_EQ(preset.items[1].content, "text 0");
+    EXPECT_EQ(preset.items[2].content, "text 1");
+    EXPECT_EQ(timing(preset.items[2]), std::make_tuple(0.75, 1.0, 0.5, 0.25));
     for (const Overlay::Item& item : preset.items)
         EXPECT_TRUE(item.name.isEmpty());
 }
@@ -123,61 +134,38 @@ TEST(OverlayMerge, KeysAreCutToTheVisiblePartAndRenormalised) {
     Timeline::Clip clip = overlayClip(1, 0, 2000);
     clip.timing.contentLength = 4000;
     clip.timing.inPoint = 1000;
-    Transformation::Envelope envelope;
-    for (double step : {0.0, 0.25, 0.5, 0.75, 1.0})
-        envelope.keys.emplace_back(step, at(step));
-    clip.setEnvelope(envelope);
+    clip.setEnvelope(envelopeOf({{0.0, 0.0}, {0.25, 0.25}, {0.5, 0.5}, {0.75, 0.75}, {1.0, 1.0}}));
     f.timeline->addClip(clip);
 
     // A clip whose keys all lie outside keeps its items' own envelope.
     Timeline::Clip outside = overlayClip(1, 2000, 1000);
     outside.timing.contentLength = 3000;
     Overlay::Preset own = presetOf(1);
-    own.items[0].envelope.keys.emplace_back(0.3, at(7));
+    own.items[0].envelope = envelopeOf({{0.3, 7}});
     outside.setOverlayPreset(own);
-    Transformation::Envelope late;
-    late.keys.emplace_back(0.9, at(9));
-    outside.setEnvelope(late);
+    outside.setEnvelope(envelopeOf({{0.9, 9}}));
     f.timeline->addClip(outside);
 
     const Overlay::Preset preset = f.build();
     ASSERT_EQ(preset.items.size(), 2u);
-    const auto& keys = preset.items[0].envelope.keys;
-    ASSERT_EQ(keys.size(), 3u);
-    EXPECT_EQ(keys[0].step, 0.0);
-    EXPECT_EQ(keys[0].value.x, 0.25);
-    EXPECT_EQ(keys[1].step, 0.5);
-    EXPECT_EQ(keys[2].step, 1.0);
-    EXPECT_EQ(keys[2].value.x, 0.75);
-    ASSERT_EQ(preset.items[1].envelope.keys.size(), 1u);
-    EXPECT_EQ(preset.items[1].envelope.keys[0].value.x, 7.0);
+    EXPECT_EQ(stepsAndX(preset.items[0]), (StepsAndX{{0.0, 0.25}, {0.5, 0.5}, {1.0, 0.75}}));
+    EXPECT_EQ(stepsAndX(preset.items[1]), (StepsAndX{{0.3, 7.0}}));
 }
 
 TEST(OverlayMerge, EqualStepsLandReversedAndWholeVisibleContentKeepsItsSteps) {
     Fixture f;
     Timeline::Clip clip = overlayClip(1, 0, 1000);
-    Transformation::Envelope envelope;
-    envelope.keys.emplace_back(0.0, at(1));
-    envelope.keys.emplace_back(0.5, at(2));
-    envelope.keys.emplace_back(0.5, at(3));
-    envelope.keys.emplace_back(0.8, at(4));
-    clip.setEnvelope(envelope);
+    clip.setEnvelope(envelopeOf({{0.0, 1}, {0.5, 2}, {0.5, 3}, {0.8, 4}}));
     f.timeline->addClip(clip);
-
-    const auto keys = f.build().items[0].envelope.keys;
-    ASSERT_EQ(keys.size(), 4u);
-    EXPECT_EQ(keys[0].step, 0.0);
-    EXPECT_EQ(keys[1].value.x, 3.0);  // the later of the two equal steps comes first
-    EXPECT_EQ(keys[2].value.x, 2.0);
-    EXPECT_EQ(keys[3].step, 0.8);
+    // The later of the two equal steps comes first.
+    EXPECT_EQ(stepsAndX(f.build().items.at(0)),
+              (StepsAndX{{0.0, 1.0}, {0.5, 3.0}, {0.5, 2.0}, {0.8, 4.0}}));
 }
 
 TEST(OverlayMerge, EquivalentClipsCollapseToTheFirstMet) {
     Fixture f;
-    Timeline::Clip first = overlayClip(1, 1000, 500);
-    Timeline::Clip second = overlayClip(1, 1000, 900, 3);
-    f.timeline->addClip(first);
-    f.timeline->addClip(second);
+    f.timeline->addClip(overlayClip(1, 1000, 500));
+    f.timeline->addClip(overlayClip(1, 1000, 900, 3));
     const Overlay::Preset preset = f.build();
     ASSERT_EQ(preset.items.size(), 1u);
     EXPECT_EQ(preset.items[0].end, 1500.0 / 1900.0);  // the first clip, in the whole length
@@ -187,9 +175,7 @@ TEST(OverlayMerge, EquivalentClipsCollapseToTheFirstMet) {
 TEST(OverlayMerge, ZeroLengthsGiveNonFiniteValuesThatSurviveStoring) {
     Fixture f;
     Timeline::Clip clip = overlayClip(1, 0, 0);
-    Transformation::Envelope envelope;
-    envelope.keys.emplace_back(0.0, at(1));
-    clip.setEnvelope(envelope);
+    clip.setEnvelope(envelopeOf({{0.0, 1}}));
     f.timeline->addClip(clip);
     f.params.firstItemSpan = 10;
     // Only a zero-length clip on an otherwise empty overlay track: the duration is 0 as well.
@@ -212,12 +198,12 @@ TEST(FinalOverlay, FoldersKindsAndCategories) {
     Fixture f;
     f.params.winSubfolder = true;  // dropped by the clone the component keeps
     Package::FinalOverlayBuildComponent component(f.params);
-    component.setCollectionId(QStringLiteral("stickers"));
-    component.setCategories({QStringLiteral("b"), QStringLiteral("a")});
+    component.setCollectionId("stickers");
+    component.setCategories({"b", "a"});
     EXPECT_TRUE(component.build(&f.package).empty());
     const Package::CollectionAddOn& addOn = f.package.presetAddOns.back();
-    EXPECT_TRUE(addOn.path.startsWith(QStringLiteral("stickers/{"))) << addOn.path.toStdString();
-    EXPECT_TRUE(addOn.path.endsWith(QStringLiteral("}/")));
+    EXPECT_TRUE(addOn.path.startsWith("stickers/{")) << addOn.path.toStdString();
+    EXPECT_TRUE(addOn.path.endsWith("}/"));
     EXPECT_EQ(addOn.categories, (std::map<QString, QString>{{"a", "stickers"}, {"b", "stickers"}}));
     const QString uuid = addOn.path.section(QLatin1Char('/'), 1, 1);
     EXPECT_TRUE(QFileInfo::exists(f.dir.path() + "/stickers/" + uuid + "/item.xml"));
@@ -229,7 +215,7 @@ TEST(ExtraVideo, VideoClipsBecomeVideoItemsWithTheirMediaAndStills) {
     Timeline::Clip video;
     video.track = 1;
     video.timing = {1000, 4000, 0, 2000, Timeline::VideoContent};
-    video.media.sourcePath = QStringLiteral("/media/clip.mov");
+    video.media.sourcePath = "/media/clip.mov";
     video.media.streams.push_back({Timeline::StreamDescription::Video, 1920, 1080});
     f.timeline->addClip(video);
     video.timing.position = 2000;  // the same source again
@@ -239,30 +225,28 @@ TEST(ExtraVideo, VideoClipsBecomeVideoItemsWithTheirMediaAndStills) {
     f.timeline->addClip(audio);
 
     Package::ResourceFixupQueue fixups;
-    const Overlay::Preset preset = f.build(QStringLiteral("titles"), &fixups);
+    const Overlay::Preset preset = f.build("titles", &fixups);
     EXPECT_EQ(fixups.size(), 4u);  // copy and still for each video clip, none for audio
     ASSERT_EQ(preset.items.size(), 2u);
     const auto& resources = f.package.presetAddOns.back().resources;
     ASSERT_EQ(resources.size(), 4u);
-    EXPECT_EQ(resources[0].path, QStringLiteral("resources/clip.mov"));
-    EXPECT_EQ(resources[0].type(), Resource::MediaFile);
-    EXPECT_EQ(resources[0].timing, (Resource::Timing{100, 2000, 25000}));
-    EXPECT_EQ(resources[1].path, QStringLiteral("resources/clip_preview.png"));
+    EXPECT_EQ(std::tie(resources[0].path, resources[0].timing),
+              std::make_tuple("resources/clip.mov", Resource::Timing{100, 2000, 25000}));
+    EXPECT_EQ(resources[0].key, std::make_tuple(resources[1].id(), Resource::MediaFile));
+    EXPECT_EQ(resources[1].path, "resources/clip_preview.png");
     EXPECT_EQ(resources[1].type(), Resource::StillImage);
-    EXPECT_EQ(resources[1].id(), resources[0].id());
     EXPECT_NE(resources[2].id(), resources[0].id());  // two clips, two ids
 
     const Overlay::Item& item = preset.items[0];
-    EXPECT_EQ(item.kind, Overlay::Item::Video);
-    EXPECT_EQ(item.resource, Resource::serializeResource({resources[0].id(), Resource::MediaFile}));
-    EXPECT_EQ(item.begin, 0.25);
-    EXPECT_EQ(item.end, 0.75);
+    EXPECT_EQ(std::tie(item.kind, item.resource, item.begin, item.end),
+              std::make_tuple(Overlay::Item::Video, Resource::serializeResource(resources[0].key),
+                              0.25, 0.75));
     EXPECT_EQ(item.transform, Types::Transform());  // no placement effect: the default
 }
 
 TEST(VideoPlacement, IdentitySideBySideAndPictureInPicture) {
     Timeline::Object timeline;
-    timeline.addTrack(QStringLiteral("t"));
+    timeline.addTrack("t");
     Timeline::Clip clip;
     clip.media.streams.push_back({Timeline::StreamDescription::Video, 640, 480});
     const Effect::VideoEffect sideBySide(Effect::Id::SideBySide, Effect::Group::GroupPip);
@@ -280,7 +264,7 @@ TEST(VideoPlacement, IdentitySideBySideAndPictureInPicture) {
     EXPECT_EQ(quarter.map(QPointF(1920, 1080)), QPointF(1280, 720));
 
     // Another effect of the group keeps the identity placement: the whole scene.
-    const Effect::VideoEffect other(QStringLiteral("effect_other"), Effect::Group::GroupPip);
+    const Effect::VideoEffect other("effect_other", Effect::Group::GroupPip);
     const QTransform whole = Package::videoPlacement(&timeline, clip, other).toQTransform();
     EXPECT_EQ(whole.map(QPointF(1920, 1080)), QPointF(1280, 720));
 
@@ -291,9 +275,8 @@ TEST(VideoPlacement, IdentitySideBySideAndPictureInPicture) {
 
 TEST(ExtraVideo, ASourceWithoutVideoFailsTheBuildWhenItsStillIsMade) {
     QTemporaryDir dir;
-    const QString audio = dir.filePath(QStringLiteral("tone.m4a"));
-    if (TestSupport::run(QStringLiteral("ffmpeg"),
-                         {"-v", "error", "-f", "lavfi", "-i", "sine=d=1", audio}) != 0)
+    const QString audio = dir.filePath("tone.m4a");
+    if (TestSupport::run("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "sine=d=1", audio}) != 0)
         GTEST_SKIP() << "needs the ffmpeg command to make a test file";
     Fixture f;
     Timeline::Clip clip;
@@ -303,9 +286,9 @@ TEST(ExtraVideo, ASourceWithoutVideoFailsTheBuildWhenItsStillIsMade) {
     f.timeline->addClip(clip);
 
     auto component = std::make_shared<Package::FinalOverlayBuildComponent>(f.params);
-    component->setCollectionId(QStringLiteral("titles"));
-    Package::Builder builder(dir.filePath(QStringLiteral("work")), dir.filePath("out.qpack"),
-                             QStringLiteral("Pack"), QStringLiteral("Pack"), QPixmap());
+    component->setCollectionId("titles");
+    Package::Builder builder(dir.filePath("work"), dir.filePath("out.qpack"), "Pack", "Pack",
+                             QPixmap());
     builder.setupBuildComponent(component);
     try {
         builder.build(QString());
@@ -323,26 +306,26 @@ TEST(IntermediateOverlay, StoresOneUnconvertedItemAndTheTimelineAsAnIntro) {
     f.params.secondItemSpan = 300;
     f.params.videoTiming = {10, 20, 30};
     f.timeline->addClip(overlayClip(1, 0, 2000));
-    f.package.folder = f.dir.filePath(QStringLiteral("work"));  // the bundle goes beside it
-    Package::IntermediateOverlayBuildComponent component(f.params, QStringLiteral("intros"));
-    component.setCategories({QStringLiteral("fun")});
+    f.package.folder = f.dir.filePath("work");  // the bundle goes beside it
+    Package::IntermediateOverlayBuildComponent component(f.params, "intros");
+    component.setCategories({"fun"});
     const Package::ResourceFixupQueue fixups = component.build(&f.package);
     EXPECT_EQ(fixups.size(), 1u);  // the project part's copy; the overlay part adds none
 
     ASSERT_EQ(f.package.presetAddOns.size(), 1u);
     const Package::CollectionAddOn& overlay = f.package.presetAddOns.front();
-    EXPECT_TRUE(overlay.path.startsWith(QStringLiteral("titles/{")));
+    EXPECT_TRUE(overlay.path.startsWith("titles/{"));
     ASSERT_EQ(overlay.resources.size(), 1u);
     EXPECT_EQ(overlay.resources[0].type(), Resource::DataFile);
     EXPECT_EQ(overlay.resources[0].timing, (Resource::Timing{10, 20, 30}));
     const QString uuid = overlay.path.section(QLatin1Char('/'), 1, 1);
     auto record =
         Bundle::loadItem<Overlay::Preset>(f.package.folder + "/titles//" + uuid, f.storage);
-    EXPECT_EQ(record.item->kind, Overlay::Preset::Sticker);
-    EXPECT_EQ(record.item->duration, 100000);  // the primary track counts here
+    // The primary track counts in the duration here; the spans are stored as given.
+    EXPECT_EQ(std::tie(record.item->kind, record.item->duration),
+              std::make_tuple(Overlay::Preset::Sticker, 100000));
     ASSERT_EQ(record.item->items.size(), 1u);
-    EXPECT_EQ(record.item->items[0].firstFraction, 500.0);
-    EXPECT_EQ(record.item->items[0].secondFraction, 300.0);
+    EXPECT_EQ(timing(record.item->items[0]), std::make_tuple(0.0, 1.0, 500.0, 300.0));
 
     ASSERT_EQ(f.package.importAddOns.size(), 1u);
     EXPECT_EQ(f.package.importAddOns[0].categories,
@@ -358,19 +341,10 @@ TEST(OverlayRecipe, AnOverlayIsFiledUnderItsTypesCollection) {
     TestSupport::writeFile(dir.filePath("recipe.json"), R"({"name": "T", "components": [
         {"kind": "overlay", "timeline": "t.json", "overlayType": "callout",
          "firstItemSpan": 250, "videoTiming": {"length": 5}}]})");
-    const TestSupport::ToolResult built =
-        TestSupport::tool({QStringLiteral("build"), dir.filePath("recipe.json")});
+    const TestSupport::ToolResult built = TestSupport::tool({"build", dir.filePath("recipe.json")});
     ASSERT_EQ(built.code, 0) << built.errors.toStdString();
     bool found = false;
     for (const QString& entry : TestSupport::zipEntries(dir.filePath("T.qpack")))
         found = found || (entry.startsWith("callouts/{") && entry.endsWith("/item.xml"));
     EXPECT_TRUE(found);
-
-    TestSupport::writeFile(dir.filePath("recipe.json"), R"({"name": "T", "components": [
-        {"kind": "overlay", "timeline": "t.json", "videoTiming": {"lenght": 5}}]})");
-    const TestSupport::ToolResult broken =
-        TestSupport::tool({QStringLiteral("build"), dir.filePath("recipe.json")});
-    EXPECT_EQ(broken.code, 1);
-    EXPECT_TRUE(broken.errors.contains("components[0].videoTiming.lenght: unknown field"))
-        << broken.errors.toStdString();
 }

@@ -122,20 +122,3 @@ TEST(OverlayPackage, TitleWithPictureInPictureVideoAndItsStill) {
     EXPECT_EQ(ours.size(), theirs.size());
     EXPECT_GE(TestSupport::psnr(ours, theirs), 40.0);
 }
-
-TEST(OverlayPackage, TheExamplesBuild) {
-    QTemporaryDir dir;
-    for (const char* recipe : {"title.json", "editable-title.json"}) {
-        SCOPED_TRACE(recipe);
-        const QString package = dir.filePath(QString(recipe) + ".qpack");
-        const auto built =
-            TestSupport::tool({"build", QStringLiteral(PACKWRIGHT_SOURCE_DIR "/examples/") + recipe,
-                               "-o", package, "--strict"});
-        ASSERT_EQ(built.code, 0) << built.errors.toStdString();
-        const QStringList entries = TestSupport::zipEntries(package);
-        EXPECT_TRUE(entries.contains("resources/beach.mp4"));
-        EXPECT_EQ(entries.contains("resources/beach_preview.png"), recipe == QString("title.json"));
-        EXPECT_EQ(entries.contains("resources/intro.bundle"),
-                  recipe == QString("editable-title.json"));
-    }
-}

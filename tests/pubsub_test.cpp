@@ -69,16 +69,16 @@ TEST(Dispatcher, DeliversInOrderToLiveSubscribersOnly) {
 
 TEST(CollectionService, AnswersWhileItLivesAndOnlyWithTheRequestedType) {
     QTemporaryDir dir;
-    Effect::Object effect(QStringLiteral("lut"), QStringLiteral("colour"));
+    Effect::Object effect("lut", "colour");
     EditorCollection::PersistentItem<Effect::Object> record;
-    record.uniqueId = QStringLiteral("u1");
+    record.uniqueId = "u1";
     record.item = &effect;
     ASSERT_TRUE(Bundle::storeItem(dir.path(), record));
 
     // The test program's own service answers; a stored effect is no import.
     const EditorCollection::PersistentItemHelper<Effect::Object> loaded(dir.path());
     ASSERT_EQ(loaded.items().size(), 1u);
-    EXPECT_EQ(loaded.items()[0].uniqueId, QStringLiteral("u1"));
+    EXPECT_EQ(loaded.items()[0].uniqueId, "u1");
     EXPECT_TRUE(EditorCollection::PersistentItemHelper<Import::Object>(dir.path()).items().empty());
 
     // A request for another unique id gets no answer.
@@ -87,8 +87,8 @@ TEST(CollectionService, AnswersWhileItLivesAndOnlyWithTheRequestedType) {
         void handle(const Notification&) override { ++answers; }
     } requester;
     requester.subscribe();
-    Dispatcher::instance().publish(Request(dir.path(), QStringLiteral("u1"), &requester));
-    Dispatcher::instance().publish(Request(dir.path(), QStringLiteral("u2"), &requester));
+    Dispatcher::instance().publish(Request(dir.path(), "u1", &requester));
+    Dispatcher::instance().publish(Request(dir.path(), "u2", &requester));
     requester.unsubscribe();
     EXPECT_EQ(requester.answers, 1);
 
@@ -98,7 +98,7 @@ TEST(CollectionService, AnswersWhileItLivesAndOnlyWithTheRequestedType) {
         ASSERT_EQ(helper.items().size(), 2u);
         // Each answer's item stays alive with the helper, after the services let it go.
         EXPECT_NE(helper.items()[0].item, helper.items()[1].item);
-        EXPECT_EQ(helper.items()[1].item->id, QStringLiteral("lut"));
+        EXPECT_EQ(helper.items()[1].item->id, "lut");
     }
     second.reset();
     EXPECT_EQ(EditorCollection::PersistentItemHelper<Effect::Object>(dir.path()).items().size(),

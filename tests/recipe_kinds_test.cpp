@@ -17,7 +17,7 @@ using Result = TestSupport::ToolResult;
 using TestSupport::tool;
 
 QJsonObject inspectJson(const QString& package) {
-    const Result json = tool({QStringLiteral("inspect"), package, QStringLiteral("--json")});
+    const Result json = tool({"inspect", package, "--json"});
     EXPECT_EQ(json.code, 0) << json.errors.toStdString();
     return QJsonDocument::fromJson(json.output.toUtf8()).object();
 }
@@ -41,28 +41,38 @@ QString makeError(const QByteArray& component, QStringList* warnings = nullptr) 
 
 TEST(RecipeKinds, TheExampleHoldsOneOfEachKindWithItsResources) {
     QTemporaryDir dir;
-    const QString package = dir.filePath(QStringLiteral("example.qpack"));
-    const Result built = tool({QStringLiteral("build"),
-                               QStringLiteral(PACKWRIGHT_SOURCE_DIR "/examples/recipe.json"),
-                               QStringLiteral("-o"), package, QStringLiteral("--strict")});
+    const QString package = dir.filePath("example.qpack");
+    const Result built = tool({"build", PACKWRIGHT_SOURCE_DIR "/examples/recipe.json", "-o",
+                               package, "--strict", "--uuid", "{example}"});
     ASSERT_EQ(built.code, 0) << built.errors.toStdString();
+    EXPECT_TRUE(built.output.contains("built ")) << built.output.toStdString();
+    EXPECT_TRUE(built.errors.isEmpty()) << built.errors.toStdString();  // no progress on a pipe
 
     const QStringList entries = TestSupport::zipEntries(package);
     for (const char* file :
          {"resources/warm-afternoon.cube", "resources/soft-vignette.frag", "resources/grain.png",
           "resources/wipe-mask.png", "resources/light-leak.mp4"})
         EXPECT_TRUE(entries.contains(QLatin1String(file))) << file;
-    EXPECT_EQ(TestSupport::zipEntry(package, QStringLiteral("resources/light-leak.mp4")),
-              TestSupport::readFile(
-                  QStringLiteral(PACKWRIGHT_SOURCE_DIR "/examples/transitions/light-leak.mp4")));
+    EXPECT_EQ(TestSupport::zipEntry(package, "resources/light-leak.mp4"),
+              TestSupport::readFile(PACKWRIGHT_SOURCE_DIR "/examples/transitions/light-leak.mp4"));
 
-    const QJsonObject addOns = inspectJson(package).value("addOns").toObject();
-    struct Expected {
+    const Result text = tool({"inspect", package});
+    ASSERT_EQ(text.code, 0) << text.errors.toStdString();
+    for (const char* line : {"uuid:        {example}", "name:        Summer Essentials"})
+        EXPECT_TRUE(text.output.contains(QLatin1String(line))) << text.output.toStdString();
+
+    const QJsonObject json = inspectJson(package);
+    const QJsonObject description = json.value("description").toObject();
+    EXPECT_EQ(description.value("uuid").toString(), "{example}");
+    EXPECT_EQ(description.value("previewPath").toString(), "preview.png");
+    const QJsonObject addOns = json.value("addOns").toObject();
+    for (const char* list : {"presets", "imports"})
+        EXPECT_TRUE(addOns.value(QLatin1String(list)).isArray()) << list;
+    const struct {
         const char* list;
         const char* type;
         std::vector<int> resourceKinds;
-    };
-    const std::vector<Expected> expected = {
+    } expected[] = {
         {"effects", "Effect::Lut", {4}},
         {"effects", "Effect::ExternalShader", {4, 3}},
         {"transitions", "Transition::ExternalShader", {4, 3}},
@@ -70,7 +80,7 @@ TEST(RecipeKinds, TheExampleHoldsOneOfEachKindWithItsResources) {
         {"transitions", "Transition::Overlay", {1}},
     };
     std::map<QString, int> next;
-    for (const Expected& e : expected) {
+    for (const auto& e : expected) {
         const QJsonArray list = addOns.value(QLatin1String(e.list)).toArray();
         const int index = next[QLatin1String(e.list)]++;
         ASSERT_LT(index, list.size()) << e.list;
@@ -78,8 +88,7 @@ TEST(RecipeKinds, TheExampleHoldsOneOfEachKindWithItsResources) {
         const QJsonObject item = addOn.value("item").toObject();
         EXPECT_EQ(item.value("item").toObject().value("@type").toString(), QLatin1String(e.type));
         // The recipe's metadata lands in the item, whatever the kind.
-        EXPECT_EQ(item.value("collectionId").toString(), QStringLiteral("summer-essentials"))
-            << e.type;
+        EXPECT_EQ(item.value("collectionId").toString(), "summer-essentials") << e.type;
         std::vector<int> kinds;
         for (const QJsonValue resource : addOn.value("resources").toArray())
             kinds.push_back(resource.toObject().value("type").toInt());
@@ -118,6 +127,9 @@ TEST(RecipeKinds, BrokenComponentsNameTheComponentAndTheField) {
          "/r/recipe.json: components[1].collectionId: expected a string, found null"},
         {R"({"kind": "mask-transition", "source": "o", "sorce": "o"})",
          "/r/recipe.json: components[1].sorce: unknown field for kind 'mask-transition'"},
+        {R"({"kind": "overlay", "timeline": ")" PACKWRIGHT_SOURCE_DIR
+         R"(/examples/media/title.json", "videoTiming": {"lenght": 5}})",
+         "/r/recipe.json: components[1].videoTiming.lenght: unknown field"},
         {R"({"kind": "lut-effect", "lut": "a", "preview": "missing.png"})",
          "/r/recipe.json: components[1].preview: cannot read the image /r/missing.png"},
     };
@@ -140,23 +152,23 @@ TEST(RecipeKinds, MissingSourcesWarnAndStrictTurnsThemIntoErrorsBeforeWriting) {
                                      "/r/a.png"}));
 
     QTemporaryDir dir;
-    TestSupport::writeFile(dir.filePath(QStringLiteral("mask.png")),
-                           TestSupport::readFile(QStringLiteral(
-                               PACKWRIGHT_SOURCE_DIR "/examples/transitions/wipe-mask.png")));
-    const QString recipe = dir.filePath(QStringLiteral("recipe.json"));
+    TestSupport::writeFile(
+        dir.filePath("mask.png"),
+        TestSupport::readFile(PACKWRIGHT_SOURCE_DIR "/examples/transitions/wipe-mask.png"));
+    const QString recipe = dir.filePath("recipe.json");
     TestSupport::writeFile(recipe, R"({"name": "Looks", "components": [
         {"kind": "lut-effect", "title": "Gone", "lut": "gone.cube"},
         {"kind": "mask-transition", "source": "mask.png"}]})");
-    const QString package = dir.filePath(QStringLiteral("Looks.qpack"));
+    const QString package = dir.filePath("Looks.qpack");
 
-    const Result strict = tool({QStringLiteral("build"), recipe, QStringLiteral("--strict")});
+    const Result strict = tool({"build", recipe, "--strict"});
     EXPECT_EQ(strict.code, 1);
     EXPECT_TRUE(strict.errors.contains(QStringLiteral("components[0].lut: no such file")))
         << strict.errors.toStdString();
     EXPECT_FALSE(QFileInfo::exists(package));
 
     // Without --strict the build goes on: the effect is stored without its LUT.
-    const Result built = tool({QStringLiteral("build"), recipe});
+    const Result built = tool({"build", recipe});
     ASSERT_EQ(built.code, 0) << built.errors.toStdString();
     EXPECT_TRUE(built.errors.contains(QStringLiteral("warning: ")));
     const QJsonObject effect =
@@ -164,5 +176,5 @@ TEST(RecipeKinds, MissingSourcesWarnAndStrictTurnsThemIntoErrorsBeforeWriting) {
     EXPECT_TRUE(effect.value("resources").toArray().isEmpty());
     EXPECT_EQ(effect.value("item").toObject().value("item").toObject().value("lutResource"),
               QJsonValue(QString()));
-    EXPECT_TRUE(TestSupport::zipEntries(package).contains(QStringLiteral("resources/mask.png")));
+    EXPECT_TRUE(TestSupport::zipEntries(package).contains("resources/mask.png"));
 }

@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 
 #include <cmath>
 #include <limits>
@@ -85,6 +86,12 @@ ToolResult tool(const QStringList& arguments) {
     ToolResult result;
     result.code = run(QStringLiteral(PACKWRIGHT_TOOL), arguments, &result.output, &result.errors);
     return result;
+}
+
+bool isBracedUuid(const QString& text) {
+    static const QRegularExpression braced(
+        QStringLiteral("^\\{[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}\\}$"));
+    return braced.match(text).hasMatch();
 }
 
 double psnr(const QImage& a, const QImage& b) {

@@ -30,6 +30,9 @@ QStringList zipEntries(const QString& zipPath);
 // The bytes of one entry of a zip file; fails the test when it is missing.
 QByteArray zipEntry(const QString& zipPath, const QString& name);
 
+// Whether a text is a uuid in the braced lower-case form that generated ids take.
+bool isBracedUuid(const QString& text);
+
 // The peak signal-to-noise ratio of two images of one size, in dB (infinite when they are equal).
 double psnr(const QImage& a, const QImage& b);
 

@@ -40,14 +40,20 @@ const QByteArray kFull = R"({
   ]
 })";
 
+// The whole content of a timeline, to compare two of them.
+QByteArray xmlOf(const Timeline::Object& timeline) {
+    Serialize::MemoryContent content;
+    return Serialize::writeArchive(timeline, content);
+}
+
 Timeline::Object parse(const QByteArray& json) {
-    return Cli::TimelineFile::parse(json, QStringLiteral("/home/u/pack/intro.json"));
+    return Cli::TimelineFile::parse(json, "/home/u/pack/intro.json");
 }
 
 // The message of parsing a timeline named "intro.json", or "" when it is accepted.
 QString errorOf(const QByteArray& json) {
     try {
-        Cli::TimelineFile::parse(json, QStringLiteral("intro.json"));
+        Cli::TimelineFile::parse(json, "intro.json");
     } catch (const Cli::Error& error) {
         return QString::fromUtf8(error.what());
     }
@@ -73,11 +79,11 @@ QStringList tree(const QString& folder) {
 // A recipe folder with one media file, an intro timeline that uses it and a recipe for it.
 struct RecipeFolder {
     QTemporaryDir dir;
-    QString recipe = dir.filePath(QStringLiteral("recipe.json"));
+    QString recipe = dir.filePath("recipe.json");
 
     explicit RecipeFolder(const QByteArray& timeline) {
-        TestSupport::writeFile(dir.filePath(QStringLiteral("media/clip.mp4")), "frames");
-        TestSupport::writeFile(dir.filePath(QStringLiteral("intro.json")), timeline);
+        TestSupport::writeFile(dir.filePath("media/clip.mp4"), "frames");
+        TestSupport::writeFile(dir.filePath("intro.json"), timeline);
         TestSupport::writeFile(recipe, R"({"name": "Intro Pack", "components": [
             {"kind": "intro", "timeline": "intro.json", "title": "Opening"}]})");
     }
@@ -89,57 +95,57 @@ TEST(TimelineFile, ReadsEveryFeatureIntoTheTimeline) {
     const Timeline::Object timeline = parse(kFull);
     EXPECT_EQ(timeline.sceneSize(), QSizeF(1280, 720));
     ASSERT_EQ(timeline.tracks().size(), 2u);
-    EXPECT_EQ(timeline.tracks()[1].name, QStringLiteral("Titles"));
+    EXPECT_EQ(timeline.tracks()[1].name, "Titles");
     EXPECT_EQ(timeline.primaryTrackIndex(), 0);
     ASSERT_EQ(timeline.clips().size(), 3u);
 
     const Timeline::Clip& video = *timeline.clips()[0];
     EXPECT_EQ(video.timing, (Timeline::ClipTiming{0, 6000, 500, 4000, Timeline::VideoContent}));
-    EXPECT_EQ(video.media.sourcePath, QStringLiteral("/home/u/pack/media/beach.mp4"));
+    EXPECT_EQ(video.media.sourcePath, "/home/u/pack/media/beach.mp4");
     EXPECT_EQ(video.media.streams,
               (std::vector<Timeline::StreamDescription>{{1, 1920, 1080}, {2, 0, 0}}));
     ASSERT_EQ(video.effects().size(), 2u);
     const auto* pip = dynamic_cast<const Effect::PictureInPicture*>(video.effects()[0].get());
     ASSERT_NE(pip, nullptr);
     EXPECT_EQ(pip->transform, Types::Transform(0.5, 0, 0, 0, 0.25, 0, 0.1, 0.2, 1));
-    EXPECT_EQ(video.effects()[1]->id, Effect::Id::SideBySide);
-    EXPECT_EQ(video.effects()[1]->group, Effect::Group::GroupPip);
+    EXPECT_EQ(std::tie(video.effects()[1]->id, video.effects()[1]->group),
+              std::tie(Effect::Id::SideBySide, Effect::Group::GroupPip));
     ASSERT_NE(video.envelope(), nullptr);
-    ASSERT_EQ(video.envelope()->keys.size(), 2u);
-    EXPECT_EQ(video.envelope()->keys[0].value.x, 0.2);
-    EXPECT_EQ(video.envelope()->keys[0].value.opacity, 0.0);
-    EXPECT_EQ(video.envelope()->keys[0].value.y, 0.5);  // unset values keep their defaults
-    EXPECT_EQ(video.envelope()->keys[1].step, 1.0);
-    EXPECT_EQ(video.envelope()->keys[1].value.rotation, 90.0);
+    const auto& keys = video.envelope()->keys;
+    ASSERT_EQ(keys.size(), 2u);
+    // Values a key does not give keep their defaults (y is 0.5).
+    EXPECT_EQ(std::tie(keys[0].step, keys[0].value.x, keys[0].value.y, keys[0].value.opacity),
+              std::make_tuple(0.0, 0.2, 0.5, 0.0));
+    EXPECT_EQ(std::tie(keys[1].step, keys[1].value.rotation), std::make_tuple(1.0, 90.0));
     EXPECT_EQ(video.overlayPreset(), nullptr);
 
+    // Without "contentLength" the content is the in-point plus the length.
     const Timeline::Clip& title = *timeline.clips()[1];
     EXPECT_EQ(title.track, 1);
-    EXPECT_EQ(title.timing.contentKind, Timeline::OverlayContent);
-    EXPECT_EQ(title.timing.contentLength, 2000);  // in-point plus length when not given
+    EXPECT_EQ(title.timing, (Timeline::ClipTiming{1000, 2000, 0, 2000, Timeline::OverlayContent}));
     EXPECT_TRUE(title.media.sourcePath.isEmpty());
     EXPECT_EQ(title.envelope(), nullptr);
     const Overlay::Preset* preset = title.overlayPreset();
     ASSERT_NE(preset, nullptr);
-    EXPECT_EQ(preset->kind, Overlay::Preset::Sticker);
-    EXPECT_EQ(preset->name, QStringLiteral("Hello"));
-    EXPECT_EQ(preset->duration, 2000);
+    EXPECT_EQ(std::tie(preset->kind, preset->name, preset->duration),
+              std::make_tuple(Overlay::Preset::Sticker, "Hello", 2000));
     ASSERT_EQ(preset->items.size(), 2u);
     const Overlay::Item& text = preset->items[0];
-    EXPECT_EQ(text.name, QStringLiteral("greeting"));
-    EXPECT_EQ(text.kind, Overlay::Item::Text);
-    EXPECT_EQ(text.content, QStringLiteral("Hi"));
-    EXPECT_EQ(std::make_tuple(text.begin, text.end, text.firstFraction, text.secondFraction),
+    EXPECT_EQ(std::tie(text.name, text.kind, text.content),
+              std::make_tuple("greeting", Overlay::Item::Text, "Hi"));
+    EXPECT_EQ(std::tie(text.begin, text.end, text.firstFraction, text.secondFraction),
               std::make_tuple(0.1, 0.9, 0.2, 0.3));
     EXPECT_EQ(text.transform, Types::Transform(2, 0, 0, 0, 2, 0, 0.5, 0.5, 1));
     ASSERT_EQ(text.envelope.keys.size(), 1u);
-    EXPECT_EQ(text.envelope.keys[0].value.scaleX, 2.0);
-    EXPECT_EQ(preset->items[1].kind, Overlay::Item::Video);
-    EXPECT_EQ(preset->items[1].resource, QStringLiteral("{r}:1"));
-    EXPECT_EQ(preset->items[1].transform, Types::Transform());
+    EXPECT_EQ(std::tie(text.envelope.keys[0].step, text.envelope.keys[0].value.scaleX),
+              std::make_tuple(0.5, 2.0));
+    const Overlay::Item& clipItem = preset->items[1];
+    EXPECT_EQ(std::tie(clipItem.kind, clipItem.resource),
+              std::make_tuple(Overlay::Item::Video, "{r}:1"));
+    EXPECT_EQ(clipItem.transform, Types::Transform());
 
     EXPECT_EQ(timeline.clips()[2]->timing.contentKind, Timeline::ImageContent);
-    EXPECT_EQ(timeline.clips()[2]->media.sourcePath, QStringLiteral("/abs/still.png"));
+    EXPECT_EQ(timeline.clips()[2]->media.sourcePath, "/abs/still.png");
 }
 
 TEST(TimelineFile, ErrorsNameTheFileAndTheField) {
@@ -169,6 +175,10 @@ TEST(TimelineFile, ErrorsNameTheFileAndTheField) {
         {withClip(R"({"track": 0, "position": 0, "length": 1, "media": {"source": "a",
                       "streams": [{"type": "video", "fps": 25}]}})"),
          "intro.json: clips[0].media.streams[0].fps: unknown field"},
+        // Envelopes look keys up by step, so they must come in order.
+        {withClip(R"({"track": 0, "position": 0, "length": 1,
+                      "keyframes": [{"step": 1, "x": 1}, {"step": 0, "x": 0}]})"),
+         "intro.json: clips[0].keyframes[1].step: 0 comes after step 1"},
         {R"({"tracks": ["a"], "primaryTrack": 1, "clips": []})",
          "intro.json: primaryTrack: 1 is out of range [0, 0]"},
         {R"({"tracks": ["a"], "clips": [], "extra": 1})", "intro.json: extra: unknown field"},
@@ -183,36 +193,16 @@ TEST(TimelineFile, ErrorsNameTheFileAndTheField) {
     }
 }
 
-// Envelopes interpolate on the assumption that their keys are ordered by step, so a file that
-// lists them out of order must be rejected or sorted. Disabled: the keys keep the file's order.
-TEST(TimelineFile, KeyframesOutOfOrderAreRejectedOrSorted) {
-    const QByteArray json = withClip(R"({"track": 0, "position": 0, "length": 1,
-        "keyframes": [{"step": 1, "x": 1}, {"step": 0, "x": 0}]})");
-    if (!errorOf(json).isEmpty()) {
-        EXPECT_TRUE(errorOf(json).startsWith("intro.json: clips[0].keyframes"))
-            << errorOf(json).toStdString();
-        return;
-    }
-    const Timeline::Object timeline = parse(json);
-    const Transformation::Envelope& envelope = *timeline.clips()[0]->envelope();
-    EXPECT_EQ(envelope.keys[0].step, 0.0);
-    EXPECT_EQ(envelope.valueAt(0.25).x, 0.25);
-}
-
 // Written back and read again, a timeline is the same timeline (compared in its archive form).
 TEST(TimelineFile, WrittenTimelinesReadBackEqual) {
-    const auto archive = [](const Timeline::Object& timeline) {
-        Serialize::MemoryContent content;
-        return Serialize::writeArchive(timeline, content);
-    };
     const Timeline::Object full = parse(kFull);
     QStringList omitted;
     const QByteArray written = Cli::TimelineFile::write(full, &omitted);
     EXPECT_TRUE(omitted.isEmpty()) << omitted.join('\n').toStdString();
-    EXPECT_EQ(archive(parse(written)), archive(full));
+    EXPECT_EQ(xmlOf(parse(written)), xmlOf(full));
     const Timeline::Object title =
         Cli::TimelineFile::load(QStringLiteral(PACKWRIGHT_SOURCE_DIR "/examples/media/title.json"));
-    EXPECT_EQ(archive(parse(Cli::TimelineFile::write(title))), archive(title));
+    EXPECT_EQ(xmlOf(parse(Cli::TimelineFile::write(title))), xmlOf(title));
 
     // What the format cannot hold is left out and named.
     Timeline::Object odd = parse(withClip(R"({"track": 1, "position": 0, "length": 10,
@@ -233,45 +223,47 @@ TEST(TimelineFile, WrittenTimelinesReadBackEqual) {
     EXPECT_EQ(back.clips()[1]->overlayPreset()->items[0].begin, 0.0);
 }
 
-TEST(TimelineTool, BrokenIntroTimelineFailsNamingTheFileAndWritesNothing) {
-    RecipeFolder folder(withClip(R"({"track": 0, "position": 0, "length": -1})"));
-    const QStringList before = tree(folder.dir.path());
-    const TestSupport::ToolResult built =
-        TestSupport::tool({QStringLiteral("build"), folder.recipe});
-    EXPECT_EQ(built.code, 1);
-    EXPECT_TRUE(built.errors.contains(folder.dir.filePath(QStringLiteral("intro.json")) +
-                                      ": clips[0].length: must not be negative"))
-        << built.errors.toStdString();
-    EXPECT_EQ(tree(folder.dir.path()), before);
+TEST(TimelineTool, RefusedIntrosNameTheFileAndWriteNothing) {
+    const struct {
+        QByteArray timeline;
+        QByteArray recipe;  // the default one when empty
+        QString message;    // "<dir>" stands for the recipe's folder
+    } cases[] = {
+        {withClip(R"({"track": 0, "position": 0, "length": -1})"),
+         {},
+         "<dir>/intro.json: clips[0].length: must not be negative"},
+        // A second intro would replace the first.
+        {withClip(R"({"track": 0, "position": 0, "length": 1000})"),
+         R"({"name": "Two", "components": [{"kind": "intro", "timeline": "intro.json"},
+                                           {"kind": "intro", "timeline": "intro.json"}]})",
+         "components[1].kind: a package holds one intro or intermediate overlay at most "
+         "(components[0] is one)"},
+    };
+    for (const auto& c : cases) {
+        RecipeFolder folder(c.timeline);
+        if (!c.recipe.isEmpty())
+            TestSupport::writeFile(folder.recipe, c.recipe);
+        const QStringList before = tree(folder.dir.path());
+        const TestSupport::ToolResult built = TestSupport::tool({"build", folder.recipe});
+        EXPECT_EQ(built.code, 1);
+        EXPECT_TRUE(built.errors.contains(QString(c.message).replace("<dir>", folder.dir.path())))
+            << built.errors.toStdString();
+        EXPECT_EQ(tree(folder.dir.path()), before);
+    }
 }
 
 TEST(TimelineTool, IntroBuildLeavesOnlyThePackageBesideTheRecipe) {
     RecipeFolder folder(withClip(R"({"track": 0, "position": 0, "length": 1000,
                                      "media": {"source": "media/clip.mp4"}})"));
     const QStringList before = tree(folder.dir.path());
-    const TestSupport::ToolResult built =
-        TestSupport::tool({QStringLiteral("build"), folder.recipe, QStringLiteral("--strict")});
+    const TestSupport::ToolResult built = TestSupport::tool({"build", folder.recipe, "--strict"});
     ASSERT_EQ(built.code, 0) << built.errors.toStdString();
 
     QStringList expected = before + QStringList{"Intro Pack.qpack"};
     expected.sort();
     EXPECT_EQ(tree(folder.dir.path()), expected);
-    const QString package = folder.dir.filePath(QStringLiteral("Intro Pack.qpack"));
+    const QString package = folder.dir.filePath("Intro Pack.qpack");
     const QStringList entries = TestSupport::zipEntries(package);
-    EXPECT_TRUE(entries.contains(QStringLiteral("resources/intro.bundle")));
-    EXPECT_EQ(TestSupport::zipEntry(package, QStringLiteral("resources/clip.mp4")), "frames");
-}
-
-TEST(TimelineTool, ASecondIntroIsRefusedBecauseItWouldReplaceTheFirst) {
-    RecipeFolder folder(withClip(R"({"track": 0, "position": 0, "length": 1000})"));
-    TestSupport::writeFile(folder.recipe, R"({"name": "Two", "components": [
-        {"kind": "intro", "timeline": "intro.json"},
-        {"kind": "intro", "timeline": "intro.json"}]})");
-    const TestSupport::ToolResult built =
-        TestSupport::tool({QStringLiteral("build"), folder.recipe});
-    EXPECT_EQ(built.code, 1);
-    EXPECT_TRUE(
-        built.errors.contains("components[1].kind: a package holds one intro or intermediate "
-                              "overlay at most (components[0] is one)"))
-        << built.errors.toStdString();
+    EXPECT_TRUE(entries.contains("resources/intro.bundle"));
+    EXPECT_EQ(TestSupport::zipEntry(package, "resources/clip.mp4"), "frames");
 }

@@ -70,14 +70,10 @@ public:
 
 const Serialize::RegisterType<Sample> registerSample("Test::Sample");
 
-QByteArray write(const Sample& sample, Serialize::MemoryContent& content) {
-    return Serialize::writeArchive(sample, content);
-}
-
 Sample readBack(const QByteArray& data, Serialize::MemoryContent& content,
                 Serialize::ObjectStorage& storage) {
     Sample result;
-    Serialize::readArchive(data, QStringLiteral("sample.xml"), result, content, storage);
+    Serialize::readArchive(data, "sample.xml", result, content, storage);
     return result;
 }
 
@@ -93,33 +89,17 @@ std::string readError(const QByteArray& xml) {
     return std::string();
 }
 
-QByteArray validArchive() {
-    Sample sample;
-    sample.text = QStringLiteral("plain");
-    Serialize::MemoryContent content;
-    return write(sample, content);
-}
-
 }  // namespace
 
 TEST(XmlFormat, EveryValueRoundTripsExactly) {
-    const double doubles[] = {0.0,
-                              -0.0,
-                              0.1,
-                              1.0 / 3.0,
-                              1e308,
-                              5e-324,
-                              -2.5e-10,
-                              std::numeric_limits<double>::infinity(),
-                              -std::numeric_limits<double>::infinity(),
-                              std::numeric_limits<double>::quiet_NaN()};
-    const QString texts[] = {QString(),
-                             QStringLiteral(" spaced  "),
-                             QStringLiteral("Grüße, 東京 🎬"),
-                             QStringLiteral("<&>\"'"),
-                             QStringLiteral("line\nbreak\ttab"),
-                             QStringLiteral("carriage\rreturn \x01 control"),
-                             QString(QChar(0xD800)) /* a lone surrogate */};
+    const double inf = std::numeric_limits<double>::infinity();
+    const double doubles[] = {
+        0.0,    -0.0,     0.1, 1.0 / 3.0, 1e308,
+        5e-324, -2.5e-10, inf, -inf,      std::numeric_limits<double>::quiet_NaN()};
+    const QString loneSurrogate(QChar(0xD800));
+    const QString texts[] = {QString(),    " spaced  ",        "Grüße, 東京 🎬",
+                             "<&>\"'",     "line\nbreak\ttab", "carriage\rreturn \x01 control",
+                             loneSurrogate};
     for (double number : doubles) {
         for (const QString& text : texts) {
             Sample sample;
@@ -129,13 +109,13 @@ TEST(XmlFormat, EveryValueRoundTripsExactly) {
             sample.number = number;
             sample.text = text;
             sample.baseText = text;
-            sample.list = {QStringLiteral("a"), QString(), text};
+            sample.list = {"a", QString(), text};
             Serialize::MemoryContent content;
             Serialize::ObjectStorage storage;
-            const Sample back = readBack(write(sample, content), content, storage);
-            EXPECT_EQ(back.flag, true);
-            EXPECT_EQ(back.small, sample.small);
-            EXPECT_EQ(back.large, sample.large);
+            const Sample back =
+                readBack(Serialize::writeArchive(sample, content), content, storage);
+            EXPECT_EQ(std::tie(back.flag, back.small, back.large),
+                      std::tie(sample.flag, sample.small, sample.large));
             if (std::isnan(number)) {
                 EXPECT_TRUE(std::isnan(back.number));
             } else {
@@ -150,17 +130,27 @@ TEST(XmlFormat, EveryValueRoundTripsExactly) {
     }
 }
 
-TEST(XmlFormat, NestedObjectsAndImagesRoundTrip) {
+TEST(XmlFormat, NestedObjectsAndImagesRoundTripInReadableXmlWithTypedKeys) {
     Sample inner;
-    inner.large = -(qint64(1) << 62);
+    inner.large = 9007199254740993;  // not representable as a double
     inner.image = Types::Image(3, 2);
     inner.image.fill(Qt::red);
     Sample outer;
+    outer.list = {"x"};
     outer.child = &inner;
 
     Serialize::MemoryContent content;
+    const QByteArray xml = Serialize::writeArchive(outer, content);
+    for (const char* part :
+         {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>", "<root t=\"obj\" class=\"Test::Sample\">",
+          "<list t=\"array\" count=\"1\">", "<e n=\"1\">",
+          "<child t=\"obj\" class=\"Test::Sample\">", "<large t=\"i64\">9007199254740993</large>",
+          "<child t=\"null\"/>"})
+        EXPECT_TRUE(xml.contains(part)) << part;
+    EXPECT_TRUE(xml.startsWith("<?xml"));
+
     Serialize::ObjectStorage storage;
-    const Sample back = readBack(write(outer, content), content, storage);
+    const Sample back = readBack(xml, content, storage);
     ASSERT_NE(back.child, nullptr);
     EXPECT_EQ(back.child->large, inner.large);
     EXPECT_EQ(back.child->image.size(), QSize(3, 2));
@@ -169,83 +159,63 @@ TEST(XmlFormat, NestedObjectsAndImagesRoundTrip) {
     EXPECT_EQ(storage.size(), 1u);
 }
 
-TEST(XmlFormat, ArchiveIsReadableXmlWithTypedKeys) {
-    Sample sample;
-    sample.large = 9007199254740993;  // not representable as a double
-    sample.list = {QStringLiteral("x")};
-    Serialize::MemoryContent content;
-    const QString xml = QString::fromUtf8(write(sample, content));
-    EXPECT_TRUE(xml.startsWith(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>")));
-    EXPECT_TRUE(xml.contains(QStringLiteral("<root t=\"obj\" class=\"Test::Sample\">")));
-    EXPECT_TRUE(xml.contains(QStringLiteral("<large t=\"i64\">9007199254740993</large>")));
-    EXPECT_TRUE(xml.contains(QStringLiteral("<list t=\"array\" count=\"1\">")));
-    EXPECT_TRUE(xml.contains(QStringLiteral("<e n=\"1\">")));
-    EXPECT_TRUE(xml.contains(QStringLiteral("<child t=\"null\"/>")));
-}
-
 TEST(XmlFormat, MalformedAndForeignInputIsRejectedWithItsPlace) {
-    const QByteArray valid = validArchive();
+    Sample sample;
+    sample.text = "plain";
+    Serialize::MemoryContent content;
+    const QByteArray valid = Serialize::writeArchive(sample, content);
     ASSERT_EQ(readError(valid), "");
-
-    struct Case {
-        const char* what;
-        QByteArray xml;
-        const char* expected;  // a part of the message
+    // The valid archive with one part of it replaced.
+    const auto with = [&valid](const char* part, const QByteArray& replacement) {
+        EXPECT_TRUE(valid.contains(part)) << part;
+        return QByteArray(valid).replace(part, replacement);
     };
-    QByteArray truncated = valid.left(valid.size() / 2);
-    QByteArray wrongType = valid;
-    wrongType.replace("<small t=\"i32\">0</small>", "<small t=\"str\">0</small>");
-    QByteArray badNumber = valid;
-    badNumber.replace("<small t=\"i32\">0</small>", "<small t=\"i32\">12abc</small>");
-    QByteArray overflow = valid;
-    overflow.replace("<small t=\"i32\">0</small>", "<small t=\"i32\">4294967296</small>");
-    QByteArray missingKey = valid;
-    missingKey.replace("<flag t=\"bool\">false</flag>", "");
-    QByteArray extraKey = valid;
-    extraKey.replace("<child t=\"null\"/>", "<child t=\"null\"/><extra t=\"bool\">true</extra>");
-    QByteArray foreignType = valid;
-    foreignType.replace("class=\"Test::Sample\"", "class=\"Test::Other\"");
-    QByteArray unknownChild = valid;
-    unknownChild.replace("<child t=\"null\"/>", "<child t=\"obj\" class=\"No::Such\"/>");
-    QByteArray countMismatch = valid;
-    countMismatch.replace("<list t=\"array\" count=\"0\"/>",
-                          "<list t=\"array\" count=\"1000000000\"/>");
-    QByteArray badBool = valid;
-    badBool.replace("<flag t=\"bool\">false</flag>", "<flag t=\"bool\">yes</flag>");
-    QByteArray doctype = valid;
-    doctype.replace("<archive", "<!DOCTYPE archive [<!ENTITY a \"aaaaaaaa\">]><archive");
-    QByteArray external = valid;
-    external.replace("<archive",
-                     "<!DOCTYPE archive [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><archive");
-    QByteArray entity = valid;
-    entity.replace("<text t=\"str\">plain</text>", "<text t=\"str\">&undeclared;</text>");
+    const char* small = "<small t=\"i32\">0</small>";
+    const char* flag = "<flag t=\"bool\">false</flag>";
+    const char* child = "<child t=\"null\"/>";
     QByteArray deep =
         "<?xml version=\"1.0\"?><archive format=\"0\"><root t=\"obj\" class=\"Test::Sample\">";
     for (int i = 0; i < 500; ++i)
         deep += "<s t=\"sec\">";
 
-    const Case cases[] = {
+    const struct {
+        const char* what;
+        QByteArray xml;
+        const char* expected;  // a part of the message
+    } cases[] = {
         {"empty", QByteArray(), "the document ends too early"},
         {"not XML", "just text", "malformed XML"},
-        {"truncated", truncated, "malformed XML"},
+        {"truncated", valid.left(valid.size() / 2), "malformed XML"},
         {"other root", "<?xml version=\"1.0\"?><html/>", "not an archive"},
-        {"other format", QByteArray(valid).replace("format=\"0\"", "format=\"7\""),
-         "unsupported archive format"},
-        {"wrong value type", wrongType, "key 'small': expected i32, found str"},
-        {"bad integer", badNumber, "not a 32-bit integer"},
-        {"integer overflow", overflow, "not a 32-bit integer"},
-        {"bad bool", badBool, "not a bool"},
-        {"missing key", missingKey, "key 'flag': missing"},
-        {"extra key", extraKey, "key 'extra': unexpected"},
-        {"foreign root type", foreignType, "holds a 'Test::Other' where a 'Test::Sample' belongs"},
-        {"unknown type", unknownChild, "unknown type 'No::Such'"},
-        {"count mismatch", countMismatch, "announces 1000000000 elements but holds 0"},
-        {"internal entities", doctype, "document type declarations are not allowed"},
-        {"external entities", external, "document type declarations are not allowed"},
-        {"undeclared entity", entity, "malformed XML"},
+        {"other format", with("format=\"0\"", "format=\"7\""), "unsupported archive format"},
+        {"wrong value type", with(small, "<small t=\"str\">0</small>"),
+         "key 'small': expected i32, found str"},
+        {"bad integer", with(small, "<small t=\"i32\">12abc</small>"), "not a 32-bit integer"},
+        {"integer overflow", with(small, "<small t=\"i32\">4294967296</small>"),
+         "not a 32-bit integer"},
+        {"bad bool", with(flag, "<flag t=\"bool\">yes</flag>"), "not a bool"},
+        {"missing key", with(flag, ""), "key 'flag': missing"},
+        {"extra key", with(child, "<child t=\"null\"/><extra t=\"bool\">true</extra>"),
+         "key 'extra': unexpected"},
+        {"foreign root type", with("class=\"Test::Sample\"", "class=\"Test::Other\""),
+         "holds a 'Test::Other' where a 'Test::Sample' belongs"},
+        {"unknown type", with(child, "<child t=\"obj\" class=\"No::Such\"/>"),
+         "unknown type 'No::Such'"},
+        {"count mismatch",
+         with("<list t=\"array\" count=\"0\"/>", "<list t=\"array\" count=\"1000000000\"/>"),
+         "announces 1000000000 elements but holds 0"},
+        {"internal entities",
+         with("<archive", "<!DOCTYPE archive [<!ENTITY a \"aaaaaaaa\">]><archive"),
+         "document type declarations are not allowed"},
+        {"external entities",
+         with("<archive", "<!DOCTYPE archive [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><archive"),
+         "document type declarations are not allowed"},
+        {"undeclared entity",
+         with("<text t=\"str\">plain</text>", "<text t=\"str\">&undeclared;</text>"),
+         "malformed XML"},
         {"deep nesting", deep, "nested deeper than"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const std::string message = readError(c.xml);
         EXPECT_NE(message.find(c.expected), std::string::npos)
             << c.what << ": got \"" << message << "\", expected a message with \"" << c.expected
@@ -254,15 +224,13 @@ TEST(XmlFormat, MalformedAndForeignInputIsRejectedWithItsPlace) {
             EXPECT_EQ(message.rfind("sample.xml:", 0), 0u) << c.what << ": " << message;
         }
     }
-}
 
-TEST(XmlFormat, MessagesNameTheLine) {
-    QByteArray xml = validArchive();
-    xml.replace("<small t=\"i32\">0</small>", "<small t=\"i32\">zero</small>");
-    const int line = xml.left(xml.indexOf("<small")).count('\n') + 1;
-    EXPECT_NE(readError(xml).find("sample.xml:" + std::to_string(line) + ": key 'small'"),
+    // Messages name the line of the fault.
+    const QByteArray badLine = with(small, "<small t=\"i32\">zero</small>");
+    const int line = badLine.left(badLine.indexOf("<small")).count('\n') + 1;
+    EXPECT_NE(readError(badLine).find("sample.xml:" + std::to_string(line) + ": key 'small'"),
               std::string::npos)
-        << readError(xml);
+        << readError(badLine);
 }
 
 TEST(XmlFormat, SerializerRefusesBrokenStructure) {
@@ -292,7 +260,7 @@ TEST(XmlFormat, SerializerRefusesBrokenStructure) {
 
 TEST(XmlFormat, ClonerMakesIndependentCopies) {
     Sample inner;
-    inner.text = QStringLiteral("inner");
+    inner.text = "inner";
     Sample outer;
     outer.number = std::numeric_limits<double>::quiet_NaN();
     outer.child = &inner;
@@ -302,10 +270,10 @@ TEST(XmlFormat, ClonerMakesIndependentCopies) {
     ASSERT_NE(clone, nullptr);
     ASSERT_NE(clone->child, nullptr);
     EXPECT_NE(clone->child, &inner);
-    EXPECT_EQ(clone->child->text, QStringLiteral("inner"));
+    EXPECT_EQ(clone->child->text, "inner");
     EXPECT_TRUE(std::isnan(clone->number));
-    clone->child->text = QStringLiteral("changed");
-    EXPECT_EQ(inner.text, QStringLiteral("inner"));
+    clone->child->text = "changed";
+    EXPECT_EQ(inner.text, "inner");
 
     EXPECT_EQ(Serialize::Cloner().cloneImpl(nullptr, storage), nullptr);
 }
