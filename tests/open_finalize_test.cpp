@@ -2,6 +2,7 @@
 // intermediate overlays (`finalize`), checked in what the packages hold.
 
 #include <gtest/gtest.h>
+#include <zip.h>
 
 #include <QDir>
 #include <QFile>
@@ -253,4 +254,23 @@ TEST(OpenTool, PackagesThatNameFilesOutsideThemselvesAreNotRebuilt) {
     }
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("out")));
     EXPECT_FALSE(QFileInfo::exists(dir.filePath("r2.json")));
+}
+
+TEST(OpenTool, AnArchiveWhoseEntryClimbsOutIsRefusedBeforeAnythingIsWritten) {
+    QTemporaryDir dir;
+    const QString package = dir.filePath("hostile.qpack");
+    int code = 0;
+    zip_t* archive = zip_open(QFile::encodeName(package).constData(), ZIP_CREATE, &code);
+    ASSERT_NE(archive, nullptr);
+    for (const char* name : {"package.xml", "../escape.txt"}) {
+        zip_source_t* source = zip_source_buffer(archive, "x", 1, 0);
+        ASSERT_GE(zip_file_add(archive, name, source, 0), 0) << zip_strerror(archive);
+    }
+    ASSERT_EQ(zip_close(archive), 0);
+
+    const auto opened = tool({"open", package, "--into", dir.filePath("o/p")});
+    EXPECT_EQ(opened.code, 1);
+    EXPECT_TRUE(opened.errors.contains("../escape.txt")) << opened.errors.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("o/escape.txt")));
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("o/p")));
 }
