@@ -16,6 +16,7 @@
 #include "platform/serialize/archive.h"
 #include "platform/serialize/cloner.h"
 #include "platform/serialize/error.h"
+#include "test_support.h"
 
 using ::testing::HasSubstr;
 
@@ -181,12 +182,8 @@ void expectSameTimeline(const Timeline::Object& a, const Timeline::Object& b) {
 
 std::string timelineReadError(const QByteArray& xml) {
     Serialize::ObjectStorage storage;
-    try {
-        fromXml<Timeline::Object>(xml, storage);
-    } catch (const Serialize::Error& error) {
-        return error.what();
-    }
-    return std::string();
+    return TestSupport::errorFrom<Serialize::Error>(
+        [&] { fromXml<Timeline::Object>(xml, storage); });
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QFile>
@@ -133,12 +134,8 @@ TEST(ContentType, RulesApplyInOrderAndOnlyImportsAloneAreRead) {
                                                       {"../outside/", "points outside"}};
     for (const auto& [path, message] : unreadable) {
         package.importAddOns = {addOn(path)};
-        try {
-            extractBuildContext(&package);
-            ADD_FAILURE() << path.toStdString();
-        } catch (const std::runtime_error& error) {
-            EXPECT_TRUE(QString(error.what()).contains(message)) << error.what();
-        }
+        EXPECT_THAT(TestSupport::errorFrom([&] { extractBuildContext(&package); }),
+                    testing::HasSubstr(message.toStdString()));
     }
     EXPECT_EQ(requests.count, 3);  // the outside folder was never asked for
 }

@@ -5,6 +5,10 @@
 #include <QString>
 #include <QStringList>
 
+#include <exception>
+#include <functional>
+#include <string>
+
 namespace TestSupport {
 
 // Writes a file (and its folders) with the given bytes.
@@ -15,6 +19,17 @@ QByteArray readFile(const QString& path);
 // to `output` and its standard error to `errors` when given, else both go to `output`.
 int run(const QString& program, const QStringList& arguments, QString* output = nullptr,
         QString* errors = nullptr);
+
+// The message of the `E` that `action` throws, "" when it throws none.
+template <class E = std::exception>
+std::string errorFrom(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const E& error) {
+        return error.what();
+    }
+    return {};
+}
 
 // What a run of the packwright tool gave.
 struct ToolResult {
