@@ -14,7 +14,14 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command,
     if (!parser.parse(QStringList{QStringLiteral("packwright ") + command} + arguments))
         throw Error(QStringLiteral("%1: %2 %3").arg(command, parser.errorText(), see), 2);
     if (parser.isSet(QStringLiteral("help"))) {
-        out << parser.helpText();
+        // Qt names the program by its path; the usage line names the command instead.
+        QString help = parser.helpText();
+        const int end = help.indexOf(QLatin1Char('\n'));
+        const QString usage = help.left(end);
+        const int options = usage.indexOf(QStringLiteral(" [options]"));
+        if (usage.startsWith(QStringLiteral("Usage: ")) && options > 0)
+            help.replace(7, options - 7, QStringLiteral("packwright ") + command);
+        out << help;
         return false;
     }
     if (parser.positionalArguments().size() != positionalCount)

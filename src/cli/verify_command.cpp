@@ -6,6 +6,7 @@
 #include <QTemporaryDir>
 
 #include "cli/cli_error.h"
+#include "cli/command_line.h"
 #include "cli/package_verifier.h"
 
 namespace Cli {
@@ -14,25 +15,15 @@ int verifyCommand(const QStringList& arguments, QTextStream& out, QTextStream&) 
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Checks a package in full and lists every problem it finds."));
-    parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
     const QCommandLineOption jsonOption(QStringLiteral("json"),
                                         QStringLiteral("Print one JSON document."));
     parser.addOption(jsonOption);
-    if (!parser.parse(QStringList{QStringLiteral("packwright verify")} + arguments))
-        throw Error(
-            QStringLiteral("verify: %1 (see packwright verify --help)").arg(parser.errorText()), 2);
-    if (parser.isSet(QStringLiteral("help"))) {
-        out << parser.helpText();
+    if (!parseCommandLine(parser, QStringLiteral("verify"), arguments, out, 1,
+                          QStringLiteral("one package file")))
         return 0;
-    }
-    if (parser.positionalArguments().size() != 1)
-        throw Error(
-            QStringLiteral("verify: expected one package file (see packwright verify --help)"), 2);
 
-    const QString packagePath = parser.positionalArguments().front();
-    if (!QFileInfo(packagePath).isFile())
-        throw Error(QStringLiteral("%1: no such package file").arg(packagePath));
+    const QString packagePath = existingPackage(parser.positionalArguments().front());
     QTemporaryDir temporary;
     if (!temporary.isValid())
         throw Error(
