@@ -35,4 +35,27 @@ QString existingPackage(const QString& path) {
     return path;
 }
 
+std::optional<PackageArguments> parsePackageArguments(const QString& command,
+                                                      const QString& description,
+                                                      const QStringList& arguments,
+                                                      QTextStream& out) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(description);
+    parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
+    const QCommandLineOption jsonOption(QStringLiteral("json"),
+                                        QStringLiteral("Print one JSON document."));
+    parser.addOption(jsonOption);
+    if (!parseCommandLine(parser, command, arguments, out, 1, QStringLiteral("one package file")))
+        return std::nullopt;
+    return PackageArguments{existingPackage(parser.positionalArguments().front()),
+                            parser.isSet(jsonOption)};
+}
+
+QString unpackFolder(const QTemporaryDir& temporary, const QString& name) {
+    if (!temporary.isValid())
+        throw Error(
+            QStringLiteral("cannot create a temporary folder: %1").arg(temporary.errorString()));
+    return temporary.filePath(name);
+}
+
 }  // namespace Cli

@@ -3,7 +3,9 @@
 #include <QCommandLineParser>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 #include <QTextStream>
+#include <optional>
 
 namespace Cli {
 
@@ -17,5 +19,21 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command,
 
 // The package file argument of a command, as given; throws Cli::Error when no such file exists.
 QString existingPackage(const QString& path);
+
+// The arguments of a command that reads one package: `COMMAND PACKAGE [--json]`.
+struct PackageArguments {
+    QString packagePath;  // an existing file
+    bool json = false;
+};
+// Parses them as parseCommandLine does; std::nullopt when the help was printed.
+std::optional<PackageArguments> parsePackageArguments(const QString& command,
+                                                      const QString& description,
+                                                      const QStringList& arguments,
+                                                      QTextStream& out);
+
+// A folder of the given name inside `temporary`, for unpacking; throws Cli::Error when the
+// temporary folder could not be made.
+QString unpackFolder(const QTemporaryDir& temporary,
+                     const QString& name = QStringLiteral("package"));
 
 }  // namespace Cli

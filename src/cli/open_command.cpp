@@ -172,10 +172,7 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
     }
 
     QTemporaryDir temporary;
-    if (!temporary.isValid())
-        throw Error(
-            QStringLiteral("cannot create a temporary folder: %1").arg(temporary.errorString()));
-    const Package::Object object = unpack(packagePath, temporary.filePath(name));
+    const Package::Object object = unpack(packagePath, unpackFolder(temporary, name));
     refuseFilesOutside(Package::Extractor::extractBuildContext(&object), object.folder,
                        packagePath);
     const bool createdFolder = !QFileInfo::exists(outputFolder);

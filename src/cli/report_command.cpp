@@ -1,7 +1,5 @@
 #include "cli/report_command.h"
 
-#include <QCommandLineParser>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QTemporaryDir>
 
@@ -12,24 +10,13 @@
 namespace Cli {
 
 int inspectCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Shows what a package holds."));
-    parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
-    const QCommandLineOption jsonOption(QStringLiteral("json"),
-                                        QStringLiteral("Print one JSON document."));
-    parser.addOption(jsonOption);
-    if (!parseCommandLine(parser, QStringLiteral("inspect"), arguments, out, 1,
-                          QStringLiteral("one package file")))
+    const auto parsed = parsePackageArguments(
+        QStringLiteral("inspect"), QStringLiteral("Shows what a package holds."), arguments, out);
+    if (!parsed)
         return 0;
-
-    const QString packagePath = existingPackage(parser.positionalArguments().front());
     QTemporaryDir temporary;
-    if (!temporary.isValid())
-        throw Error(
-            QStringLiteral("cannot create a temporary folder: %1").arg(temporary.errorString()));
-    const PackageReport report =
-        PackageReport::read(packagePath, temporary.filePath(QStringLiteral("package")));
-    if (parser.isSet(jsonOption))
+    const PackageReport report = PackageReport::read(parsed->packagePath, unpackFolder(temporary));
+    if (parsed->json)
         out << QJsonDocument(report.toJson()).toJson(QJsonDocument::Indented);
     else
         out << report.toText();

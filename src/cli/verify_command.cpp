@@ -1,7 +1,5 @@
 #include "cli/verify_command.h"
 
-#include <QCommandLineParser>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QTemporaryDir>
 
@@ -12,25 +10,16 @@
 namespace Cli {
 
 int verifyCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Checks a package in full and lists every problem it finds."));
-    parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
-    const QCommandLineOption jsonOption(QStringLiteral("json"),
-                                        QStringLiteral("Print one JSON document."));
-    parser.addOption(jsonOption);
-    if (!parseCommandLine(parser, QStringLiteral("verify"), arguments, out, 1,
-                          QStringLiteral("one package file")))
+    const auto parsed = parsePackageArguments(
+        QStringLiteral("verify"),
+        QStringLiteral("Checks a package in full and lists every problem it finds."), arguments,
+        out);
+    if (!parsed)
         return 0;
-
-    const QString packagePath = existingPackage(parser.positionalArguments().front());
     QTemporaryDir temporary;
-    if (!temporary.isValid())
-        throw Error(
-            QStringLiteral("cannot create a temporary folder: %1").arg(temporary.errorString()));
     const PackageVerifier verifier =
-        PackageVerifier::verify(packagePath, temporary.filePath(QStringLiteral("package")));
-    if (parser.isSet(jsonOption))
+        PackageVerifier::verify(parsed->packagePath, unpackFolder(temporary));
+    if (parsed->json)
         out << QJsonDocument(verifier.toJson()).toJson(QJsonDocument::Indented);
     else
         out << verifier.toText();
