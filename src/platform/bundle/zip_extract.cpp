@@ -1,0 +1,236 @@
+#include "platform/bundle/zip.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
+#include <QSaveFile>
+
+#include <zip.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <ftw.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <memory>
+
+#include "platform/bundle/zip_support.h"
+
+namespace Bundle::Zip {
+using namespace detail;
+namespace {
+
+// Creates the folders of a validated relative path below `root`, which we made and own.
+bool makeFolders(const QByteArray& root, const QByteArray& relative) {
+    QByteArray path = root;
+    for (const QByteArray& part : relative.split('/')) {
+        if (part.isEmpty())
+            continue;
+        path += '/' + part;
+        if (::mkdir(path.constData(), 0777) != 0) {
+            struct stat st;
+            if (errno != EEXIST || ::lstat(path.constData(), &st) != 0 || !S_ISDIR(st.st_mode))
+                return false;
+        }
+    }
+    return true;
+}
+
+// The unpacking in progress: a private folder beside the target, removed unless committed.
+class Staging {
+public:
+    ~Staging() {
+        if (!path_.isEmpty())
+            removeTree(path_);
+        for (auto it = createdParents_.rbegin(); it != createdParents_.rend(); ++it)
+            ::rmdir(it->constData());
+    }
+
+    // Creates the target's missing parents and the staging folder; returns an error or "".
+    QString create(const QByteArray& target) {
+        const int slash = target.lastIndexOf('/');
+        const QByteArray parent = slash > 0 ? target.left(slash) : slash == 0 ? "/" : ".";
+        const QByteArray base = target.mid(slash + 1);
+        QByteArrayList missing;
+        for (QByteArray p = parent; !p.isEmpty() && p != "/" && p != "." && !exists(p);) {
+            missing.prepend(p);
+            const int cut = p.lastIndexOf('/');
+            p = cut > 0 ? p.left(cut) : QByteArray();
+        }
+        for (const QByteArray& p : missing) {
+            if (::mkdir(p.constData(), 0777) != 0)
+                return QStringLiteral("cannot create folder %1: %2")
+                    .arg(quoted(QFile::decodeName(p)), systemError(errno));
+            createdParents_.push_back(p);
+        }
+        for (int attempt = 0; attempt < 100; ++attempt) {
+            const QByteArray candidate =
+                parent + "/." + base + ".unpack-" +
+                QByteArray::number(QRandomGenerator::global()->generate(), 36);
+            if (::mkdir(candidate.constData(), 0777) == 0) {
+                path_ = candidate;
+                return {};
+            }
+            if (errno != EEXIST)
+                return QStringLiteral("cannot create a folder beside it: %1")
+                    .arg(systemError(errno));
+        }
+        return QStringLiteral("cannot create a folder beside it");
+    }
+
+    const QByteArray& path() const { return path_; }
+
+    // Moves the staged tree onto the target; an empty folder there is replaced.
+    bool commit(const QByteArray& target) {
+        if (::rename(path_.constData(), target.constData()) != 0)
+            return false;
+        path_.clear();
+        createdParents_.clear();
+        return true;
+    }
+
+private:
+    static bool exists(const QByteArray& path) {
+        struct stat st;
+        return ::lstat(path.constData(), &st) == 0;
+    }
+
+    QByteArray path_;
+    QByteArrayList createdParents_;
+};
+
+}  // namespace
+
+void extractAll(const QString& archivePath, const QString& folder, const ExtractLimits& limits,
+                QStringList* damaged) {
+    const auto failWith = [&](const QString& reason) {
+        throwError(QStringLiteral("Cannot unpack %1: %2").arg(quoted(archivePath), reason));
+    };
+    const auto failEntry = [&](const QByteArray& name, const QString& reason) {
+        failWith(entryProblem(name, reason).text);
+    };
+
+    QByteArray target = QFile::encodeName(folder);
+    while (target.size() > 1 && target.endsWith('/'))
+        target.chop(1);
+    if (target.isEmpty())
+        failWith(QStringLiteral("no target folder given"));
+    struct stat st;
+    if (::lstat(target.constData(), &st) == 0 && !(S_ISDIR(st.st_mode) && isEmptyFolder(target)))
+        failWith(QStringLiteral("%1 exists and is not an empty folder").arg(quoted(folder)));
+
+    Archive archive = openForReading(archivePath, QStringLiteral("unpack"));
+    zip_t* za = archive.get();
+    const zip_int64_t count = zip_get_num_entries(za, 0);
+    if (count > limits.maxEntries)
+        failWith(QStringLiteral("it has %1 entries, more than the limit of %2")
+                     .arg(count)
+                     .arg(limits.maxEntries));
+    std::vector<Problem> problems;
+    const std::vector<Scanned> entries = scan(za, problems);
+    if (!problems.empty())
+        failWith(problems.front().text);
+    // Headers can lie, so these checks only refuse early; the counting below is what holds.
+    qint64 declared = 0;
+    for (const Scanned& entry : entries) {
+        const qint64 size = qint64(std::min<zip_uint64_t>(entry.stat.size, INT64_MAX / 4));
+        if (size > limits.maxEntryBytes)
+            failEntry(
+                entry.name,
+                QStringLiteral("is larger than the limit of %1 bytes").arg(limits.maxEntryBytes));
+        declared += size;
+        if (declared > limits.maxTotalBytes)
+            failEntry(entry.name,
+                      QStringLiteral("takes the archive over the limit of %1 unpacked bytes")
+                          .arg(limits.maxTotalBytes));
+    }
+
+    Staging staging;
+    const QString stagingError = staging.create(target);
+    if (!stagingError.isEmpty())
+        failWith(stagingError);
+
+    std::vector<char> buffer(kChunk);
+    qint64 total = 0;
+    for (const Scanned& entry : entries) {
+        const QByteArray path = entry.isDir ? entry.name.chopped(1) : entry.name;
+        if (entry.isDir) {
+            if (!makeFolders(staging.path(), path))
+                failEntry(entry.name,
+                          QStringLiteral("cannot be created: %1").arg(systemError(errno)));
+            continue;
+        }
+        const int slash = path.lastIndexOf('/');
+        if (slash > 0 && !makeFolders(staging.path(), path.left(slash)))
+            failEntry(entry.name, QStringLiteral("cannot be created: %1").arg(systemError(errno)));
+
+        std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> in(zip_fopen_index(za, entry.index, 0),
+                                                             zip_fclose);
+        if (!in) {
+            if (damaged) {
+                damaged->push_back(QString::fromUtf8(entry.name));
+                continue;
+            }
+            failEntry(
+                entry.name,
+                QStringLiteral("cannot be read: %1").arg(QString::fromUtf8(zip_strerror(za))));
+        }
+        const QByteArray outPath = staging.path() + '/' + path;
+        CloseFd out{::open(outPath.constData(),
+                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)};
+        if (out.fd < 0)
+            failEntry(entry.name, QStringLiteral("cannot be created: %1").arg(systemError(errno)));
+        const double compressed = double(std::max<zip_uint64_t>(entry.stat.comp_size, 1));
+        qint64 written = 0;
+        bool intact = true;
+        while (true) {
+            const zip_int64_t n = zip_fread(in.get(), buffer.data(), zip_uint64_t(buffer.size()));
+            if (n < 0 && damaged) {
+                intact = false;
+                break;
+            }
+            if (n < 0)
+                failEntry(entry.name, QStringLiteral("is damaged: %1")
+                                          .arg(QString::fromUtf8(zip_file_strerror(in.get()))));
+            if (n == 0)
+                break;
+            written += n;
+            total += n;
+            if (written > limits.maxEntryBytes)
+                failEntry(entry.name, QStringLiteral("unpacks to more than the limit of %1 bytes")
+                                          .arg(limits.maxEntryBytes));
+            if (total > limits.maxTotalBytes)
+                failEntry(entry.name,
+                          QStringLiteral("takes the archive over the limit of %1 unpacked bytes")
+                              .arg(limits.maxTotalBytes));
+            if (written > kRatioFloor && double(written) > limits.maxRatio * compressed)
+                failEntry(entry.name,
+                          QStringLiteral("expands more than %1 times").arg(limits.maxRatio));
+            if (!writeAll(out.fd, buffer.data(), n))
+                failEntry(entry.name,
+                          QStringLiteral("cannot be written: %1").arg(systemError(errno)));
+        }
+        const int fd = out.fd;
+        out.fd = -1;
+        if (::close(fd) != 0 && intact)
+            failEntry(entry.name, QStringLiteral("cannot be written: %1").arg(systemError(errno)));
+        if (!intact) {
+            // What was written of it cannot be trusted: leave the entry out altogether.
+            ::unlink(outPath.constData());
+            damaged->push_back(QString::fromUtf8(entry.name));
+        }
+    }
+    if (!staging.commit(target))
+        failWith(QStringLiteral("cannot move the unpacked files to %1: %2")
+                     .arg(quoted(folder), systemError(errno)));
+}
+
+}  // namespace Bundle::Zip
