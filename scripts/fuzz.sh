@@ -13,7 +13,8 @@ bash scripts/setup.sh --fuzz
 build=build-fuzz
 cmake -S . -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DPACKWRIGHT_BUILD_FUZZERS=ON -DPACKWRIGHT_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" -j 2 --target xml_reader_fuzzer package_opener_fuzzer
+cmake --build "$build" -j 2 --target xml_reader_fuzzer package_opener_fuzzer \
+  timeline_file_fuzzer
 
 export ASAN_OPTIONS=detect_leaks=1
 export LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp:print_suppressions=0
@@ -44,4 +45,5 @@ fuzz() {
 
 fuzz xml_reader 16384 10 -dict=fuzz/xml_reader.dict
 fuzz package_opener 65536 20
+fuzz timeline_file 16384 10
 rm -rf "$TMPDIR"

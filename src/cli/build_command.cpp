@@ -4,15 +4,18 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QImageReader>
-#include <QTemporaryDir>
+
+#include <optional>
 
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/component_factory.h"
+#include "cli/input_guard.h"
 #include "cli/progress.h"
 #include "cli/recipe.h"
 #include "package/builder.h"
 #include "platform/fs/fs.h"
+#include "platform/fs/temporary_folder.h"
 #include "platform/layout/package_structure_description.h"
 
 namespace Cli {
@@ -78,6 +81,7 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     std::vector<std::shared_ptr<Package::IBuildComponent>> components;
     for (const ComponentEntry& entry : recipe.components)
         components.push_back(ComponentFactory::standard().make(entry, recipe, warnings));
+    refuseOutputOverInput(outputPath, recipe.inputs(), QStringLiteral("the output"));
     if (parser.isSet(strictOption) && !warnings.isEmpty())
         throw Error(warnings.front() + QStringLiteral(" (--strict: nothing was written)"));
     for (const QString& warning : warnings)
@@ -86,11 +90,14 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
 
     if (!FS::makePath(QFileInfo(outputPath).absolutePath()))
         throw Error(QStringLiteral("%1: cannot create the output's folder").arg(outputPath));
+    // What an earlier run killed without a chance to clean up (a partial package) goes now.
+    FS::removeStaleTemporaries(QFileInfo(outputPath).absolutePath());
 
     // The working folder is named after the package (it becomes the package's name when reopened)
     // and sits one level down in its area, so that siblings such as "../build" stay in the area
     // too.
-    QTemporaryDir temporary;
+    // Made only without --keep-work; a signal removes it with everything in it.
+    std::optional<FS::TemporaryFolder> temporary;
     QString area;
     if (parser.isSet(keepOption)) {
         area = QFileInfo(parser.value(keepOption)).absoluteFilePath();
@@ -100,10 +107,11 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
                 QStringLiteral("%1: --keep-work needs a folder that is empty or does not exist")
                     .arg(area));
     } else {
-        if (!temporary.isValid())
+        temporary.emplace(QStringLiteral("work"));
+        if (!temporary->isValid())
             throw Error(QStringLiteral("cannot create a temporary folder: %1")
-                            .arg(temporary.errorString()));
-        area = temporary.path();
+                            .arg(temporary->errorString()));
+        area = temporary->path();
     }
     const QString folder = area + QLatin1Char('/') + recipe.name;
     if (!FS::makePath(folder))

@@ -28,6 +28,7 @@ QString ComponentFields::sourceFile(const QString& field, bool required) {
         return QString();
     }
     const QString path = m_recipe.resolve(given);
+    m_recipe.noteInput(path);
     const QFileInfo info(path);
     if (!info.exists())
         m_warnings << QStringLiteral("%1: no such file: %2").arg(where(field), path);
@@ -40,9 +41,11 @@ Timeline::Object ComponentFields::timeline(const QString& field) {
     const QString path = m_recipe.resolve(text(field, true));
     if (!QFileInfo(path).isFile())
         fail(field, QStringLiteral("no such file: %1").arg(path));
+    m_recipe.noteInput(path);
     Timeline::Object timeline = TimelineFile::load(path);
     for (const auto& clip : timeline.clips()) {
         const QString media = clip->media.sourcePath;
+        m_recipe.noteInput(media);
         if (!media.isEmpty() && !QFileInfo(media).isFile())
             m_warnings
                 << QStringLiteral("%1: %2: no such media file: %3").arg(where(field), path, media);
@@ -82,6 +85,7 @@ void ComponentFields::applyMetadata(Package::AbstractBuildComponent& component) 
 
     const QString preview = text(QStringLiteral("preview"));
     if (!preview.isEmpty()) {
+        m_recipe.noteInput(m_recipe.resolve(preview));
         QImageReader reader(m_recipe.resolve(preview));
         const QImage image = reader.read();
         if (image.isNull())

@@ -4,9 +4,12 @@
 
 #include "cli/commands.h"
 #include "cli/message_filter.h"
+#include "cli/signal_guard.h"
 #include "platform/collection/collection_service.h"
 
 int main(int argc, char** argv) {
+    // Before any thread starts, so that every thread leaves the signals to the guard.
+    Cli::installSignalGuard();
     Cli::installMessageFilter();
     // Images are pixmaps, which need a GUI application; the tool never shows a window.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))

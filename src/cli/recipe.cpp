@@ -121,4 +121,11 @@ QString Recipe::resolve(const QString& relative) const {
     return QDir::cleanPath(folder + QLatin1Char('/') + relative);
 }
 
+QStringList Recipe::inputs() const {
+    QStringList all{path};
+    if (!previewPath.isEmpty())
+        all << previewPath;
+    return all + m_inputs;
+}
+
 }  // namespace Cli

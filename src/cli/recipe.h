@@ -2,6 +2,7 @@
 
 #include <QJsonObject>
 #include <QString>
+#include <QStringList>
 #include <memory>
 #include <vector>
 
@@ -36,6 +37,14 @@ struct Recipe {
 
     // A path of the recipe, absolute: relative ones resolve against the recipe's folder.
     QString resolve(const QString& path) const;
+
+    // The files that building reads: the recipe, its preview and every file that a component
+    // names (noted while the components are made), so that no output can replace one of them.
+    void noteInput(const QString& path) const { m_inputs << path; }
+    QStringList inputs() const;
+
+private:
+    mutable QStringList m_inputs;
 };
 
 }  // namespace Cli

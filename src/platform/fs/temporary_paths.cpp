@@ -11,8 +11,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <map>
 #include <mutex>
+#include <thread>
 
 namespace FS {
 namespace {
@@ -21,6 +23,7 @@ struct Registry {
     std::mutex mutex;
     std::map<quint64, QString> paths;
     quint64 next = 1;
+    bool stopping = false;
 };
 
 Registry& registry() {
@@ -46,7 +49,14 @@ bool existsAt(const QString& path) {
 
 quint64 TemporaryPaths::add(const QString& path) {
     Registry& r = registry();
-    std::lock_guard<std::mutex> lock(r.mutex);
+    std::unique_lock<std::mutex> lock(r.mutex);
+    // Once removeAll has begun the process is about to end: a temporary registered now could
+    // no longer be removed, so whoever registers it waits here for the end instead of creating it.
+    while (r.stopping) {
+        lock.unlock();
+        std::this_thread::sleep_for(std::chrono::hours(1));
+        lock.lock();
+    }
     const quint64 token = r.next++;
     r.paths.emplace(token, path);
     return token;
@@ -66,6 +76,7 @@ void TemporaryPaths::removeAll() {
     {
         std::lock_guard<std::mutex> lock(r.mutex);
         paths.swap(r.paths);
+        r.stopping = true;
     }
     // Newest first: a temporary made inside an older one goes before its folder.
     for (auto it = paths.rbegin(); it != paths.rend(); ++it)
@@ -154,11 +165,18 @@ bool removeAllAt(const QString& path) {
     struct stat st;
     if (::lstat(native.constData(), &st) != 0)
         return errno == ENOENT;
-    if (S_ISDIR(st.st_mode))
-        ::nftw(native.constData(), removeOne, 16, FTW_DEPTH | FTW_PHYS);
-    else
+    if (!S_ISDIR(st.st_mode)) {
         ::unlink(native.constData());
-    return ::lstat(native.constData(), &st) != 0;
+        return ::lstat(native.constData(), &st) != 0;
+    }
+    // Moved aside first, so that whoever still writes below the old path (another thread, while
+    // the process is being stopped) fails instead of refilling the folder as it is emptied.
+    QByteArray doomed = QFile::encodeName(temporarySibling(path, QStringLiteral("gone")));
+    if (::rename(native.constData(), doomed.constData()) != 0)
+        doomed = native;
+    for (int attempt = 0; attempt < 3 && ::lstat(doomed.constData(), &st) == 0; ++attempt)
+        ::nftw(doomed.constData(), removeOne, 16, FTW_DEPTH | FTW_PHYS);
+    return ::lstat(native.constData(), &st) != 0 && ::lstat(doomed.constData(), &st) != 0;
 }
 
 }  // namespace FS

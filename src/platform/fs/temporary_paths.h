@@ -18,13 +18,15 @@ namespace FS {
 
 class TemporaryPaths {
 public:
-    // Registers a path to remove on removeAll(); returns the token that releases it.
+    // Registers a path to remove on removeAll(), before it is created; returns the token that
+    // releases it.
     static quint64 add(const QString& path);
     // Forgets a registered path (it was committed, or removed by its owner). Unknown tokens and 0
     // are ignored.
     static void release(quint64 token);
     // Removes every registered path, files and whole folders alike, and forgets them. Never
-    // throws; what cannot be removed is left.
+    // throws; what cannot be removed is left. It is meant for a process about to end: from then
+    // on add() blocks for good, so register a temporary before creating it.
     static void removeAll();
     // The paths registered now, oldest first (for tests).
     static QStringList registered();

@@ -1,0 +1,14 @@
+#pragma once
+
+namespace Cli {
+
+// Makes SIGINT, SIGTERM and SIGHUP end the process cleanly: the registered temporaries
+// (FS::TemporaryPaths: partial packages, unpack folders, working copies) are removed, and the
+// process exits with 128 + the signal's number.
+//
+// The signals are blocked and taken by a thread of their own with sigwait, so that the cleanup
+// runs outside a signal handler and may do anything. Call it first thing in main, before any
+// other thread starts, so that every thread inherits the blocked signals.
+void installSignalGuard();
+
+}  // namespace Cli
