@@ -146,11 +146,12 @@ TEST(FinalizeTool, IntermediateOverlaysAreFiledByTypeWithTheirMedia) {
         const auto finalized =
             tool({"finalize", dir.filePath("editable.qpack"), "-o", dir.filePath("out")});
         ASSERT_EQ(finalized.code, 0) << finalized.errors.toStdString();
-        const QString package = dir.filePath("out/editable.qpack");
+        // Named after the package's own name, not its file's.
+        const QString package = dir.filePath("out/Editable.qpack");
         ASSERT_TRUE(QFileInfo(package).isFile()) << finalized.output.toStdString();
         EXPECT_EQ(QDir(dir.filePath("out"))
                       .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::Hidden),
-                  QStringList{"editable.qpack"});
+                  QStringList{"Editable.qpack"});
 
         Opened final(package, dir.filePath("final"));
         EXPECT_TRUE(final.object.importAddOns.empty());
@@ -198,12 +199,13 @@ TEST(FinalizeTool, OtherPackagesAreRefusedAndNothingIsBuilt) {
 
     // An existing target is never overwritten.
     build(kExamples + "editable-title.json", dir.filePath("editable.qpack"));
-    TestSupport::writeFile(dir.filePath("taken/editable.qpack"), "mine");
-    const auto taken =
+    const QString taken = dir.filePath("taken/Beach Day Title (editable).qpack");
+    TestSupport::writeFile(taken, "mine");
+    const auto again =
         tool({"finalize", dir.filePath("editable.qpack"), "-o", dir.filePath("taken")});
-    EXPECT_EQ(taken.code, 1);
-    EXPECT_TRUE(taken.errors.contains("already exists")) << taken.errors.toStdString();
-    EXPECT_EQ(TestSupport::readFile(dir.filePath("taken/editable.qpack")), "mine");
+    EXPECT_EQ(again.code, 1);
+    EXPECT_TRUE(again.errors.contains("already exists")) << again.errors.toStdString();
+    EXPECT_EQ(TestSupport::readFile(taken), "mine");
 }
 
 TEST(OpenTool, PackagesThatNameFilesOutsideThemselvesAreNotRebuilt) {

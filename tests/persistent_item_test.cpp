@@ -6,6 +6,7 @@
 
 #include "platform/bundle/store_item.h"
 #include "platform/model/effect_object.h"
+#include "platform/model/import_object.h"
 #include "platform/model/transition_object.h"
 #include "platform/serialize/archive.h"
 #include "platform/serialize/error.h"
@@ -99,13 +100,22 @@ TEST(PersistentItem, ForeignItemTypeIsABadCast) {
 
     // Same record layout, other item type: the record's own type name does not match either.
     Serialize::ObjectStorage storage;
-    EXPECT_THROW(Bundle::loadItem<Transition::Object>(dir.path(), storage), Serialize::Error);
+    EXPECT_THROW(Bundle::loadItem<Transition::Object>(dir.path(), storage), std::bad_cast);
+    EXPECT_THROW(Bundle::loadItem<Import::Object>(dir.path(), storage), std::bad_cast);
 
     // With the record's name made to match, the item itself is the foreign part.
     QByteArray xml = TestSupport::readFile(dir.filePath("item.xml"));
     xml.replace("PersistentItem&lt;Effect::Object&gt;", "PersistentItem&lt;Transition::Object&gt;");
     TestSupport::writeFile(dir.filePath("item.xml"), xml);
     EXPECT_THROW(Bundle::loadItem<Transition::Object>(dir.path(), storage), std::bad_cast);
+
+    // A record that is no persistent item at all, or none, is not a transition's either; a
+    // damaged one stays a damaged archive.
+    TestSupport::writeFile(dir.filePath("item.xml"),
+                           R"(<archive format="0"><root t="null"/></archive>)");
+    EXPECT_THROW(Bundle::loadItem<Transition::Object>(dir.path(), storage), std::bad_cast);
+    TestSupport::writeFile(dir.filePath("item.xml"), "<broken");
+    EXPECT_THROW(Bundle::loadItem<Transition::Object>(dir.path(), storage), Serialize::Error);
 }
 
 TEST(PersistentItem, StoreReportsAFolderThatCannotBeMade) {

@@ -114,6 +114,9 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         area = temporary->path();
     }
     const QString folder = area + QLatin1Char('/') + recipe.name;
+    Recipe::checkWorkingFolder(
+        parser.isSet(keepOption) ? QStringLiteral("--keep-work") : QStringLiteral("working folder"),
+        folder);
     if (!FS::makePath(folder))
         throw Error(QStringLiteral("%1: cannot create the working folder").arg(folder));
 

@@ -11,9 +11,11 @@
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/context_report.h"
+#include "cli/recipe.h"
 #include "package/components/overlays/finalize_overlay.h"
 #include "package/extractor/extractor.h"
 #include "platform/bundle/package_reader.h"
+#include "platform/fs/temporary_paths.h"
 #include "platform/model/timeline_object.h"
 
 namespace Cli {
@@ -74,10 +76,78 @@ void refuseFilesOutside(const Package::AnyBuildContext& context, const QString& 
                         .arg(packagePath, paths.join(QStringLiteral(", "))));
 }
 
-// Unpacks a package into `folder` and reads its object; the object's name is the folder's.
-Package::Object unpack(const QString& packagePath, const QString& folder) {
-    return Bundle::openPackage(packagePath, QFileInfo(folder).absoluteFilePath());
+// Unpacks a package into `folder` and reads its object and its description.
+Package::Object unpack(const QString& packagePath, const QString& folder,
+                       Bundle::PackageManifest* manifest) {
+    return Bundle::openPackage(packagePath, QFileInfo(folder).absoluteFilePath(), manifest);
 }
+
+// A rebuilt context takes its name from the folder it was read from, whose base name loses
+// everything after a last dot ("Beach v1.2" reads back as "Beach v1"); the package's own name is
+// the one in its description.
+void nameAfterPackage(Package::AnyBuildContext& context, const QString& name) {
+    std::visit(
+        [&](auto& rebuilt) {
+            if (!rebuilt.name.isEmpty())
+                rebuilt.name = name;
+        },
+        context);
+}
+
+// Refuses a package name that cannot name a package file or a recipe.
+void requireUsableName(const QString& packagePath, const QString& name, const QString& use) {
+    const QString problem = Recipe::nameProblem(name);
+    if (!problem.isEmpty())
+        throw Error(QStringLiteral("%1: the package's name cannot name %2: %3")
+                        .arg(packagePath, use, problem));
+}
+
+// Removes what a failed open made: the folder when it did not exist, else what was put into it
+// (it was empty), and the recipe files that it wrote.
+class OpenCleanup {
+public:
+    explicit OpenCleanup(const QString& folder)
+        : m_folder(folder), m_folderExisted(QFileInfo::exists(folder)) {
+        m_fresh = !m_folderExisted ||
+                  (QFileInfo(folder).isDir() &&
+                   QDir(folder).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
+        if (!m_folderExisted)
+            m_registration.reset(folder);
+    }
+    ~OpenCleanup() {
+        if (m_committed)
+            return;
+        for (const QString& file : m_files)
+            FS::removeAllAt(file);
+        if (!m_fresh)
+            return;  // not ours to touch: the unpacking refused it before writing
+        if (!m_folderExisted) {
+            FS::removeAllAt(m_folder);
+            return;
+        }
+        const QDir dir(m_folder);
+        for (const QString& entry :
+             dir.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System))
+            FS::removeAllAt(dir.filePath(entry));
+    }
+    OpenCleanup(const OpenCleanup&) = delete;
+    OpenCleanup& operator=(const OpenCleanup&) = delete;
+
+    // A file about to be written; removed on failure unless it was there before.
+    void writing(const QString& file) {
+        if (!QFileInfo::exists(file))
+            m_files << file;
+    }
+    void commit() { m_committed = true; }
+
+private:
+    QString m_folder;
+    bool m_folderExisted = false;
+    bool m_fresh = false;
+    bool m_committed = false;
+    QStringList m_files;
+    FS::TemporaryPath m_registration;
+};
 
 }  // namespace
 
@@ -105,22 +175,31 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
 
     const QString packagePath = existingPackage(parser.positionalArguments().front());
     const QString folder = QFileInfo(parser.value(intoOption)).absoluteFilePath();
-    const Package::Object object = unpack(packagePath, folder);
+    OpenCleanup cleanup(folder);
+    Bundle::PackageManifest manifest;
+    const Package::Object object = unpack(packagePath, folder, &manifest);
     const auto type = Package::Extractor::extractContentType(&object);
-    const Package::AnyBuildContext context = Package::Extractor::extractBuildContext(&object);
+    Package::AnyBuildContext context = Package::Extractor::extractBuildContext(&object);
+    nameAfterPackage(context, manifest.name);
 
     if (parser.isSet(recipeOption)) {
         const QFileInfo recipeFile(parser.value(recipeOption));
         const QString timelineName =
             recipeFile.completeBaseName() + QStringLiteral(".timeline.json");
         refuseFilesOutside(context, folder, packagePath);
+        requireUsableName(packagePath, manifest.name, QStringLiteral("a recipe"));
         const ContextReport::Recipe recipe = ContextReport::toRecipe(context, timelineName);
-        if (!recipe.timeline.isEmpty())
-            writeFile(recipeFile.absoluteDir().filePath(timelineName), recipe.timeline);
+        if (!recipe.timeline.isEmpty()) {
+            const QString timelinePath = recipeFile.absoluteDir().filePath(timelineName);
+            cleanup.writing(timelinePath);
+            writeFile(timelinePath, recipe.timeline);
+        }
+        cleanup.writing(recipeFile.absoluteFilePath());
         writeFile(recipeFile.absoluteFilePath(), recipe.json);
         for (const QString& line : recipe.omitted)
             err << "packwright: warning: " << timelineName << ": " << line << "\n";
     }
+    cleanup.commit();
 
     const QString typeName = contentTypeName(type);
     if (parser.isSet(jsonOption)) {
@@ -162,17 +241,26 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
 
     const QString packagePath = existingPackage(parser.positionalArguments().front());
     const QString outputFolder = QFileInfo(parser.value(outputOption)).absoluteFilePath();
-    // The finished package takes the name of the folder it was unpacked into.
-    const QString name = QFileInfo(packagePath).completeBaseName();
+
+    QTemporaryDir temporary;
+    Bundle::PackageManifest manifest;
+    Package::Object object = unpack(packagePath, unpackFolder(temporary), &manifest);
+    // The finished package is named after the package's own name, whatever its file is called.
+    const QString name = manifest.name;
+    requireUsableName(packagePath, name, QStringLiteral("a package file"));
     const QString built = QDir(outputFolder).filePath(name);
     const QString result = built + QStringLiteral(".qpack");
+    Recipe::checkWorkingFolder(QStringLiteral("-o"), built);
     for (const QString& path : {built, result}) {
         if (QFileInfo::exists(path))
             throw Error(QStringLiteral("%1: already exists; not overwritten").arg(path));
     }
-
-    QTemporaryDir temporary;
-    const Package::Object object = unpack(packagePath, unpackFolder(temporary, name));
+    // The finalized package takes the base name of the folder it was read from, which drops the
+    // last suffix only: "<name>.qpack" gives back the name exactly, dots and all.
+    const QString named = unpackFolder(temporary, name + QStringLiteral(".qpack"));
+    if (!QDir().rename(object.folder, named))
+        throw Error(QStringLiteral("%1: cannot rename the unpacked package").arg(object.folder));
+    object.folder = named;
     refuseFilesOutside(Package::Extractor::extractBuildContext(&object), object.folder,
                        packagePath);
     const bool createdFolder = !QFileInfo::exists(outputFolder);
@@ -197,9 +285,12 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
                                    "nothing was built")
                         .arg(packagePath, type ? contentTypeName(type) : QStringLiteral("none")));
     }
-    if (!QFile::rename(built, result))
+    if (!QFile::rename(built, result)) {
+        FS::removeAllAt(built);
+        dropFolder();
         throw Error(QStringLiteral("%1: cannot rename the finished package to %2")
                         .arg(built, QFileInfo(result).fileName()));
+    }
     out << "finalized " << result << " (uuid " << uuid << ")\n";
     return 0;
 }

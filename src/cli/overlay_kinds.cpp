@@ -61,6 +61,10 @@ std::shared_ptr<Package::IBuildComponent> makeOverlay(const ComponentEntry& entr
     ComponentFields fields(entry, recipe, warnings);
     int type = 0;
     const Package::OverlayParams params = overlayParams(fields, &type);
+    // The preset's folder is formed from the collection id by successive substitutions.
+    const QString problem = Recipe::markerProblem(fields.text(QStringLiteral("collectionId")));
+    if (!problem.isEmpty())
+        fields.fail(QStringLiteral("collectionId"), problem);
     return finish(std::make_shared<Package::FinalOverlayBuildComponent>(params), fields, type);
 }
 

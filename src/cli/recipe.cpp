@@ -9,6 +9,7 @@
 
 #include "cli/cli_error.h"
 #include "cli/json_fields.h"
+#include "package/name_checks.h"
 
 namespace Cli {
 namespace {
@@ -26,6 +27,19 @@ QString position(const QByteArray& json, int offset) {
         }
     }
     return QStringLiteral("%1:%2").arg(line).arg(column);
+}
+
+// A name in double quotes, its control characters shown as \uXXXX so that the message stays one
+// line.
+QString quoted(const QString& text) {
+    QString shown;
+    for (const QChar c : text) {
+        if (c.unicode() < 0x20 || (c.unicode() >= 0x7f && c.unicode() <= 0x9f))
+            shown += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+        else
+            shown += c;
+    }
+    return QLatin1Char('"') + shown + QLatin1Char('"');
 }
 
 }  // namespace
@@ -74,13 +88,9 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
     };
 
     recipe.name = text(QStringLiteral("name"), true);
-    if (recipe.name.trimmed().isEmpty())
-        throw Error(QStringLiteral("%1: name: must not be empty").arg(path));
-    if (recipe.name.contains(QLatin1Char('/')) || recipe.name.contains(QLatin1Char('\\')) ||
-        recipe.name == QLatin1String(".") || recipe.name == QLatin1String(".."))
-        throw Error(
-            QStringLiteral("%1: name: '%2' must not hold a path separator or be '.' or '..'")
-                .arg(path, recipe.name));
+    const QString nameProblem = Recipe::nameProblem(recipe.name);
+    if (!nameProblem.isEmpty())
+        throw Error(QStringLiteral("%1: name: %2").arg(path, nameProblem));
     const QString preview = text(QStringLiteral("preview"), false);
     if (!preview.isEmpty())
         recipe.previewPath = recipe.resolve(preview);
@@ -111,8 +121,48 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
                             .arg(i)
                             .arg(jsonTypeName(kind)));
         recipe.components.push_back({i, kind.toString(), entry.toObject()});
+        // A project bundle goes to "<working folder>/../build": under this name that is the
+        // working folder itself, and the bundle would be packed as a stray file.
+        const bool bundle = kind.toString() == QLatin1String("intro") ||
+                            kind.toString() == QLatin1String("intermediate-overlay");
+        if (bundle && recipe.name.compare(QLatin1String("build"), Qt::CaseInsensitive) == 0)
+            throw Error(QStringLiteral("%1: name: \"%2\" cannot name a package with an intro or "
+                                       "intermediate overlay (components[%3]): its project bundle "
+                                       "is written to \"../build\" beside the working folder, "
+                                       "which would be the working folder itself")
+                            .arg(path, recipe.name)
+                            .arg(i));
     }
     return recipe;
+}
+
+QString Recipe::nameProblem(const QString& name) {
+    if (name.trimmed().isEmpty())
+        return QStringLiteral("must not be empty");
+    if (name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\')) ||
+        name == QLatin1String(".") || name == QLatin1String(".."))
+        return QStringLiteral("'%1' must not hold a path separator or be '.' or '..'").arg(name);
+    const QString character = Package::unrepresentableCharacter(name);
+    if (!character.isEmpty())
+        return QStringLiteral(
+                   "%1 holds the character %2, which the package description cannot "
+                   "carry (a name is one line of printable text)")
+            .arg(quoted(name), character);
+    return markerProblem(name);
+}
+
+QString Recipe::markerProblem(const QString& text) {
+    const QString marker = Package::replaceableMarker(text);
+    if (marker.isEmpty())
+        return QString();
+    return QStringLiteral("%1 holds \"%2\", which the package layout would replace")
+        .arg(quoted(text), marker);
+}
+
+void Recipe::checkWorkingFolder(const QString& what, const QString& folder) {
+    const QString problem = markerProblem(folder);
+    if (!problem.isEmpty())
+        throw Error(QStringLiteral("%1: %2").arg(what, problem));
 }
 
 QString Recipe::resolve(const QString& relative) const {

@@ -38,6 +38,16 @@ struct Recipe {
     // A path of the recipe, absolute: relative ones resolve against the recipe's folder.
     QString resolve(const QString& path) const;
 
+    // Why `name` cannot name a package (its working folder, its file, its description), as
+    // `"a/b" must not hold a path separator or be '.' or '..'`; empty when it can.
+    static QString nameProblem(const QString& name);
+    // Why `text` cannot be a folder or collection id that the package layout puts into its paths
+    // (it holds a place marker that a later substitution would replace); empty when it can.
+    static QString markerProblem(const QString& text);
+    // Throws Cli::Error `<what>: <markerProblem>` for a working folder that the layout would
+    // rewrite.
+    static void checkWorkingFolder(const QString& what, const QString& folder);
+
     // The files that building reads: the recipe, its preview and every file that a component
     // names (noted while the components are made), so that no output can replace one of them.
     void noteInput(const QString& path) const { m_inputs << path; }

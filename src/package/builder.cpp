@@ -1,5 +1,6 @@
 #include "package/builder.h"
 
+#include "package/name_checks.h"
 #include "package/preset_writer.h"
 #include "platform/bundle/flat_writer.h"
 #include "platform/fs/fs.h"
@@ -29,6 +30,11 @@ Builder& Builder::setupBuildComponent(std::shared_ptr<IBuildComponent> component
 }
 
 void Builder::build(const QString& uuid) {
+    // Checked before any component writes: a marker in the folder would send files elsewhere, and
+    // a name that XML cannot carry would leave the description and the content file disagreeing.
+    requireNoReplaceableMarker(QStringLiteral("working folder"), m_package.folder);
+    requireRepresentableName(QStringLiteral("package name"), m_manifestName);
+    requireRepresentableName(QStringLiteral("package name"), m_package.name);
     ResourceFixupQueue combined;
     for (const auto& component : m_components) {
         ResourceFixupQueue fixups = component->build(&m_package);

@@ -35,7 +35,10 @@ public:
     Builder& setupBuildComponent(std::shared_ptr<IBuildComponent> component);
 
     // Runs the build. An empty `uuid` gives the package a newly generated id. Every error is an
-    // exception; what was written to the working folder so far stays there.
+    // exception; what was written to the working folder so far stays there. Before anything is
+    // written, throws std::invalid_argument for a working folder that holds a place marker that
+    // the layout's patterns would replace, and for a name that the description cannot carry (see
+    // name_checks.h).
     void build(const QString& uuid);
 
     // How the package file is packed (progress, cancelling); by default silently.

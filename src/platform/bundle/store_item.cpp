@@ -2,12 +2,14 @@
 
 #include <QDir>
 #include <QFile>
+#include <typeinfo>
 
 #include "platform/bundle/abstract_content_receiver.h"
 #include "platform/bundle/bundle_error.h"
 #include "platform/bundle/flat_writer.h"
 #include "platform/bundle/folder_content_source.h"
 #include "platform/serialize/archive.h"
+#include "platform/serialize/node.h"
 
 namespace Bundle {
 namespace {
@@ -53,8 +55,13 @@ void loadArchive(const QString& folder, Serialize::ISerializable& object,
                         .arg(path)
                         .arg(file.size())
                         .toStdString());
+    const Serialize::Node tree = Serialize::parseXml(file.readAll(), path);
+    // A record of another type (or none) is a wrong type, not a damaged archive.
+    if (tree.type != Serialize::ValueType::Object ||
+        tree.className != QString::fromStdString(object.typeName()))
+        throw std::bad_cast();
     FolderContentSource source(folder);
-    Serialize::readArchive(file.readAll(), path, object, source, storage);
+    Serialize::IDeserializer::MakeDeserializer(tree, source, storage, path)->deserialize(object);
 }
 
 }  // namespace Bundle

@@ -16,7 +16,8 @@ inline const QString itemFileName = QStringLiteral("item.xml");
 bool storeArchive(const QString& folder, const Serialize::ISerializable& object);
 
 // Reads "item.xml" of `folder` into `object`; created sub-objects go to `storage`. Throws
-// Serialize::Error (or Bundle::Error when the file cannot be read) naming the file.
+// std::bad_cast when the archive holds another type of record than `object` (or a null one),
+// Serialize::Error (or Bundle::Error when the file cannot be read) naming the file otherwise.
 void loadArchive(const QString& folder, Serialize::ISerializable& object,
                  Serialize::ObjectStorage& storage);
 
@@ -32,7 +33,8 @@ bool storeItem(const QString& path, const EditorCollection::PersistentItem<T>& i
 }
 
 // Loads the persistent item stored in the folder `path`. Its item lives in `storage`. Throws
-// std::bad_cast when the stored item is not a T.
+// std::bad_cast when the stored record is not a T's: another record type, or a T record whose
+// item is not a T.
 template <class T>
 EditorCollection::PersistentItem<T> loadItem(const QString& path,
                                              Serialize::ObjectStorage& storage) {

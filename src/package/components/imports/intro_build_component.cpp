@@ -2,6 +2,7 @@
 
 #include <QStringList>
 #include <QUuid>
+#include <stdexcept>
 
 #include "package/components/imports/import_item.h"
 #include "platform/fs/fs.h"
@@ -18,8 +19,22 @@ QString IntroBuildComponent::bundlePath(const QString& workingFolder) {
                          QStringLiteral("/intro.bundle"));
 }
 
+void IntroBuildComponent::requireBundleOutside(const QString& workingFolder) {
+    const QString root = FS::cleanPath(workingFolder);
+    const QString bundle = bundlePath(workingFolder);
+    // Compared without case too: on a case-insensitive disk "Build" is the same folder.
+    if (bundle.startsWith(root + QLatin1Char('/'), Qt::CaseInsensitive))
+        throw std::invalid_argument(
+            QStringLiteral("working folder: \"%1\": the intro bundle %2 would be written inside "
+                           "it, since the bundle goes to \"../build\"; name the working folder "
+                           "otherwise")
+                .arg(workingFolder, bundle)
+                .toStdString());
+}
+
 ResourceFixupQueue IntroBuildComponent::build(Package::Object* package) {
     const QString root = package->folder;
+    requireBundleOutside(root);
     const QString uuid = QUuid::createUuid().toString();
     const QString bundle = bundlePath(root);
 

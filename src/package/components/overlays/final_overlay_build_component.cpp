@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "package/components/overlays/video_placement.h"
+#include "package/name_checks.h"
 #include "platform/bundle/store_item.h"
 #include "platform/fs/fs.h"
 #include "platform/media/core_parser.h"
@@ -69,13 +70,17 @@ Timeline::Object FinalOverlayBuildComponent::prepareTimeline() const {
 }
 
 ResourceFixupQueue FinalOverlayBuildComponent::build(Package::Object* package) {
+    // The item folder's pattern is filled by successive substitutions, which would rewrite a
+    // marker in either of its first two texts.
+    requireNoReplaceableMarker(QStringLiteral("working folder"), package->folder);
+    requireNoReplaceableMarker(QStringLiteral("collection id"), collectionId());
     const QString uuid = QUuid::createUuid().toString();
     const QString win = m_params.winSubfolder ? QStringLiteral("/win/") : QString();
     // The doubled separators that these patterns make are kept as they are.
     const QString itemFolder =
         QStringLiteral("%1/%2/%3/").arg(package->folder).arg(collectionId()).arg(win);
     CollectionAddOn addOn;
-    addOn.path = QStringLiteral("%1/%2%3/").arg(collectionId()).arg(win).arg(uuid);
+    addOn.path = QStringLiteral("%1/%2%3/").arg(collectionId(), win, uuid);
     ResourceFixupQueue fixups;
 
     const Timeline::Object timeline = m_params.timeline ? prepareTimeline() : Timeline::Object();

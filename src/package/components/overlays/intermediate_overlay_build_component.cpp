@@ -4,6 +4,7 @@
 
 #include "package/components/imports/intro_build_component.h"
 #include "package/components/overlays/final_overlay_build_component.h"
+#include "package/name_checks.h"
 #include "platform/bundle/store_item.h"
 #include "platform/layout/package_structure_description.h"
 #include "platform/model/overlay_preset.h"
@@ -18,6 +19,9 @@ IntermediateOverlayBuildComponent::IntermediateOverlayBuildComponent(
     : m_params(params.clone()), m_introCollectionId(introCollectionId) {}
 
 ResourceFixupQueue IntermediateOverlayBuildComponent::build(Package::Object* package) {
+    // Both parts are checked before the first one writes.
+    requireNoReplaceableMarker(QStringLiteral("working folder"), package->folder);
+    IntroBuildComponent::requireBundleOutside(package->folder);
     ResourceFixupQueue fixups = buildOverlay(package);
     for (ResourceFixup& fixup : buildImport(package))
         fixups.push_back(std::move(fixup));
@@ -31,7 +35,7 @@ ResourceFixupQueue IntermediateOverlayBuildComponent::buildOverlay(Package::Obje
     const QString itemFolder =
         QStringLiteral("%1/%2/%3/").arg(package->folder).arg(titles).arg(win);
     CollectionAddOn addOn;
-    addOn.path = QStringLiteral("%1/%2%3/").arg(titles).arg(win).arg(uuid);
+    addOn.path = QStringLiteral("%1/%2%3/").arg(titles, win, uuid);
 
     Overlay::Preset preset;
     preset.kind = FinalOverlayBuildComponent::presetKind(m_params.overlayType);
