@@ -59,6 +59,23 @@ public:
         Key, void, boost::container::deque_options_t<boost::container::block_size<4u>>>;
     Keys keys;
 
+    Item() = default;
+    Item(const Item&) = default;
+    Item(Item&&) noexcept = default;
+    // Assignment goes through a fresh deque and a swap: the deque's own assignment clears its
+    // target first, which does pointer arithmetic on the null block map of a deque that never
+    // held a key.
+    Item& operator=(const Item& other) {
+        defaultValue = other.defaultValue;
+        Keys(other.keys).swap(keys);
+        return *this;
+    }
+    Item& operator=(Item&& other) noexcept {
+        defaultValue = std::move(other.defaultValue);
+        Keys(std::move(other.keys)).swap(keys);
+        return *this;
+    }
+
     ValueType valueAt(double step) const {
         if (keys.empty())
             return defaultValue;
