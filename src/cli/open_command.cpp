@@ -11,6 +11,8 @@
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/context_report.h"
+#include "cli/finalize_check.h"
+#include "cli/terminal_text.h"
 #include "package/components/overlays/finalize_overlay.h"
 #include "package/extractor/extractor.h"
 #include "platform/bundle/package_reader.h"
@@ -132,7 +134,7 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
             {QStringLiteral("buildContext"), ContextReport::toJson(context)}};
         out << QJsonDocument(document).toJson(QJsonDocument::Indented);
     } else {
-        out << "opened " << packagePath << " into " << folder << "\n";
+        out << "opened " << terminalSafe(packagePath) << " into " << terminalSafe(folder) << "\n";
         out << "content type: " << (type ? typeName : QStringLiteral("none (not reopenable)"))
             << "\n";
         out << "build context (" << ContextReport::kindName(context) << "):\n";
@@ -173,8 +175,9 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
 
     QTemporaryDir temporary;
     const Package::Object object = unpack(packagePath, unpackFolder(temporary, name));
-    refuseFilesOutside(Package::Extractor::extractBuildContext(&object), object.folder,
-                       packagePath);
+    const Package::AnyBuildContext context = Package::Extractor::extractBuildContext(&object);
+    refuseFilesOutside(context, object.folder, packagePath);
+    checkFinalizable(object, context, packagePath);
     const bool createdFolder = !QFileInfo::exists(outputFolder);
     if (!QDir().mkpath(outputFolder))
         throw Error(QStringLiteral("%1: cannot create the folder").arg(outputFolder));

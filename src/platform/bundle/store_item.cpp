@@ -7,6 +7,7 @@
 #include "platform/bundle/bundle_error.h"
 #include "platform/bundle/flat_writer.h"
 #include "platform/bundle/folder_content_source.h"
+#include "platform/bundle/package_reader.h"
 #include "platform/serialize/archive.h"
 
 namespace Bundle {
@@ -21,9 +22,6 @@ protected:
     QString imageBaseName() const override { return QStringLiteral("preview"); }
     QString blobBaseName() const override { return QStringLiteral("data"); }
 };
-
-// Stored items are small; anything larger is not one of ours.
-constexpr qint64 kMaxItemBytes = qint64(64) << 20;
 
 }  // namespace
 
@@ -44,17 +42,10 @@ bool storeArchive(const QString& folder, const Serialize::ISerializable& object)
 void loadArchive(const QString& folder, Serialize::ISerializable& object,
                  Serialize::ObjectStorage& storage) {
     const QString path = folder + QLatin1Char('/') + itemFileName;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        throw Error(
-            QStringLiteral("cannot read %1: %2").arg(path, file.errorString()).toStdString());
-    if (file.size() > kMaxItemBytes)
-        throw Error(QStringLiteral("%1 is too large for a stored item (%2 bytes)")
-                        .arg(path)
-                        .arg(file.size())
-                        .toStdString());
+    // Stored items are small; anything larger is not one of ours.
+    const QByteArray data = readWholeFile(path, ReadLimits().maxItemBytes, path);
     FolderContentSource source(folder);
-    Serialize::readArchive(file.readAll(), path, object, source, storage);
+    Serialize::readArchive(data, path, object, source, storage);
 }
 
 }  // namespace Bundle
