@@ -55,7 +55,7 @@ protected:
     QString package;
 };
 
-TEST_F(HostileTexts, PlainOutputShowsControlCharactersEscaped) {
+TEST_F(HostileTexts, AreEscapedInPlainOutputAndExactInJson) {
     const QStringList commands[] = {
         {"inspect", package},
         {"open", package, "--into", dir.filePath("opened")},
@@ -67,9 +67,7 @@ TEST_F(HostileTexts, PlainOutputShowsControlCharactersEscaped) {
         EXPECT_TRUE(isTerminalSafe(shown.output)) << shown.output.toStdString();
         EXPECT_THAT(shown.output.toStdString(), HasSubstr(kShown.toStdString()));
     }
-}
 
-TEST_F(HostileTexts, JsonOutputKeepsTheTextsExactly) {
     const auto shown = tool({"inspect", package, "--json"});
     ASSERT_EQ(shown.code, 0) << shown.errors.toStdString();
     EXPECT_FALSE(shown.output.contains(QChar(0x1b))) << "JSON escapes control characters";
