@@ -1,7 +1,6 @@
 #include "cli/finalize_check.h"
 
 #include <QFileInfo>
-#include <variant>
 
 #include "cli/cli_error.h"
 #include "package/extractor/extractor.h"
@@ -52,8 +51,7 @@ QString projectProblem(const Package::Object& object, const QString& root) {
 
 }  // namespace
 
-void checkFinalizable(const Package::Object& object, const Package::AnyBuildContext& context,
-                      const QString& packagePath) {
+void checkFinalizable(const Package::Object& object, const QString& packagePath) {
     if (Package::Extractor::extractContentType(&object) !=
         Package::Extractor::ContentType::IntermediateOverlay)
         return;
@@ -75,12 +73,11 @@ void checkFinalizable(const Package::Object& object, const Package::AnyBuildCont
         }
     }
 
-    const auto* overlay = std::get_if<Package::IntermediateOverlayBuildContext>(&context);
-    if (overlay && !overlay->params.timeline) {
-        const QString problem = projectProblem(object, root);
-        fail(problem.isEmpty() ? QStringLiteral("the overlay's timeline cannot be read back")
-                               : problem);
-    }
+    // Reading the overlay back leaves the timeline empty when its project cannot be read, and
+    // finalizing would build an empty title from it.
+    const QString problem = projectProblem(object, root);
+    if (!problem.isEmpty())
+        fail(problem);
 }
 
 }  // namespace Cli

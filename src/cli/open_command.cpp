@@ -175,9 +175,9 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
 
     QTemporaryDir temporary;
     const Package::Object object = unpack(packagePath, unpackFolder(temporary, name));
-    const Package::AnyBuildContext context = Package::Extractor::extractBuildContext(&object);
-    refuseFilesOutside(context, object.folder, packagePath);
-    checkFinalizable(object, context, packagePath);
+    refuseFilesOutside(Package::Extractor::extractBuildContext(&object), object.folder,
+                       packagePath);
+    checkFinalizable(object, packagePath);
     const bool createdFolder = !QFileInfo::exists(outputFolder);
     if (!QDir().mkpath(outputFolder))
         throw Error(QStringLiteral("%1: cannot create the folder").arg(outputFolder));

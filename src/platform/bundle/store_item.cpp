@@ -7,7 +7,7 @@
 #include "platform/bundle/bundle_error.h"
 #include "platform/bundle/flat_writer.h"
 #include "platform/bundle/folder_content_source.h"
-#include "platform/bundle/package_reader.h"
+#include "platform/bundle/read_limits.h"
 #include "platform/serialize/archive.h"
 
 namespace Bundle {
@@ -42,10 +42,17 @@ bool storeArchive(const QString& folder, const Serialize::ISerializable& object)
 void loadArchive(const QString& folder, Serialize::ISerializable& object,
                  Serialize::ObjectStorage& storage) {
     const QString path = folder + QLatin1Char('/') + itemFileName;
-    // Stored items are small; anything larger is not one of ours.
-    const QByteArray data = readWholeFile(path, ReadLimits().maxItemBytes, path);
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw Error(
+            QStringLiteral("cannot read %1: %2").arg(path, file.errorString()).toStdString());
+    if (file.size() > ReadLimits().maxItemBytes)  // not one of ours
+        throw Error(QStringLiteral("%1 is too large for a stored item (%2 bytes)")
+                        .arg(path)
+                        .arg(file.size())
+                        .toStdString());
     FolderContentSource source(folder);
-    Serialize::readArchive(data, path, object, source, storage);
+    Serialize::readArchive(file.readAll(), path, object, source, storage);
 }
 
 }  // namespace Bundle
