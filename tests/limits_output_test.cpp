@@ -68,6 +68,12 @@ TEST_F(HostileTexts, AreEscapedInPlainOutputAndExactInJson) {
         EXPECT_THAT(shown.output.toStdString(), HasSubstr(kShown.toStdString()));
     }
 
+    // Error messages quote names too.
+    const auto missing = tool({"inspect", dir.filePath(kHostile + ".qpack")});
+    EXPECT_EQ(missing.code, 1);
+    EXPECT_TRUE(isTerminalSafe(missing.errors)) << missing.errors.toStdString();
+    EXPECT_THAT(missing.errors.toStdString(), HasSubstr(kShown.toStdString() + ".qpack"));
+
     const auto shown = tool({"inspect", package, "--json"});
     ASSERT_EQ(shown.code, 0) << shown.errors.toStdString();
     EXPECT_FALSE(shown.output.contains(QChar(0x1b))) << "JSON escapes control characters";
