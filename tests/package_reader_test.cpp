@@ -5,6 +5,8 @@
 #include <QJsonArray>
 #include <QTemporaryDir>
 
+#include <functional>
+
 #include "cli/package_report.h"
 #include "package/abstract_build_component.h"
 #include "package/builder.h"
@@ -113,6 +115,44 @@ TEST(PackageReader, BrokenDescriptionsAndContentFilesAreNamed) {
             errorFrom([&] { Bundle::openPackage(package, dir.filePath("out")); });
         EXPECT_THAT(message, HasSubstr(c.expected));
     }
+}
+
+TEST(PackageReader, TheOpenerStopsAtTheLimitsItIsGiven) {
+    QTemporaryDir dir;
+    const QString package =
+        makePackage(dir, {{"package.xml", kDescription},
+                          {"content.xml", content("<effectAddOns t=\"array\" count=\"0\"/>")},
+                          {"resources/zeros.bin", QByteArray(4000, '\0')}});
+    const struct {
+        const char* name;
+        std::function<void(Bundle::ReadLimits&)> set;
+        const char* expected;
+    } cases[] = {
+        {"entries", [](Bundle::ReadLimits& l) { l.maxEntries = 3; }, "more than the limit of 3"},
+        {"entry bytes", [](Bundle::ReadLimits& l) { l.maxEntryBytes = 3999; },
+         "entry 'resources/zeros.bin' is larger than the limit of 3999 bytes"},
+        {"archive ratio",
+         [](Bundle::ReadLimits& l) {
+             l.maxArchiveRatio = 1;
+             l.archiveRatioFloorBytes = 0;
+         },
+         "takes the archive past 1 times its own size"},
+        {"description", [](Bundle::ReadLimits& l) { l.maxDescriptionBytes = 100; },
+         "package.xml: is larger than the limit of 100 bytes"},
+        {"content", [](Bundle::ReadLimits& l) { l.maxContentBytes = 100; },
+         "content.xml: is larger than the limit of 100 bytes"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Bundle::ReadLimits limits;
+        c.set(limits);
+        const QString out = dir.filePath("out");
+        const std::string message =
+            errorFrom([&] { Bundle::openPackage(package, out, nullptr, {}, limits); });
+        EXPECT_THAT(message, HasSubstr(c.expected));
+        QDir(out).removeRecursively();
+    }
+    EXPECT_NO_THROW(Bundle::openPackage(package, dir.filePath("out")));
 }
 
 TEST(PackageReader, AddOnsThatPointOutsideThePackageAreRefused) {

@@ -8,6 +8,7 @@
 #include "cli/cli_error.h"
 #include "cli/open_command.h"
 #include "cli/report_command.h"
+#include "cli/terminal_text.h"
 #include "cli/verify_command.h"
 
 namespace Cli {
@@ -65,14 +66,24 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
             code = it->second(arguments.mid(1), out, err);
         }
     } catch (const Error& error) {
-        err << "packwright: error: " << error.what() << "\n";
+        // Messages quote names and texts from packages and recipes.
+        err << "packwright: error: " << terminalSafe(QString::fromUtf8(error.what())) << "\n";
         code = error.exitCode();
     } catch (const std::exception& error) {
-        err << "packwright: error: " << error.what() << "\n";
+        err << "packwright: error: " << terminalSafe(QString::fromUtf8(error.what())) << "\n";
         code = 1;
     }
+    // Output that did not reach its file is a failure, even of a command that succeeded.
     out.flush();
+    if (out.status() != QTextStream::Ok) {
+        err << "packwright: error: cannot write the output"
+            << (out.device() ? QStringLiteral(": ") + out.device()->errorString() : QString())
+            << "\n";
+        code = code == 0 ? 1 : code;
+    }
     err.flush();
+    if (err.status() != QTextStream::Ok)
+        code = code == 0 ? 1 : code;
     return code;
 }
 

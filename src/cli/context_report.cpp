@@ -5,6 +5,7 @@
 #include <QRegularExpression>
 
 #include "cli/cli_error.h"
+#include "cli/terminal_text.h"
 #include "cli/timeline_file.h"
 
 namespace Cli {
@@ -132,7 +133,7 @@ void appendText(QString& text, const QJsonObject& object, int depth) {
     for (auto it = object.begin(); it != object.end(); ++it) {
         const QJsonValue value = it.value();
         if (value.isObject()) {
-            text += indent + it.key() + QStringLiteral(":\n");
+            text += indent + terminalSafe(it.key()) + QStringLiteral(":\n");
             appendText(text, value.toObject(), depth + 1);
             continue;
         }
@@ -140,16 +141,16 @@ void appendText(QString& text, const QJsonObject& object, int depth) {
         if (value.isArray()) {
             QStringList items;
             for (const QJsonValue& item : value.toArray())
-                items << QStringLiteral("\"%1\"").arg(item.toString());
+                items << QStringLiteral("\"%1\"").arg(terminalSafe(item.toString()));
             shown = items.isEmpty() ? QStringLiteral("none") : items.join(QStringLiteral(", "));
         } else if (value.isString()) {
-            shown = QStringLiteral("\"%1\"").arg(value.toString());
+            shown = QStringLiteral("\"%1\"").arg(terminalSafe(value.toString()));
         } else if (value.isBool()) {
             shown = value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
         } else {
             shown = QString::number(value.toDouble(), 'g', 17);
         }
-        text += indent + it.key() + QStringLiteral(": ") + shown + QLatin1Char('\n');
+        text += indent + terminalSafe(it.key()) + QStringLiteral(": ") + shown + QLatin1Char('\n');
     }
 }
 

@@ -1,6 +1,8 @@
 #include <QGuiApplication>
 #include <QTextStream>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "cli/commands.h"
 #include "cli/message_filter.h"
@@ -22,5 +24,15 @@ int main(int argc, char** argv) {
     QTextStream err(stderr);
     QStringList arguments = QGuiApplication::arguments();
     arguments.removeFirst();
-    return Cli::run(arguments, out, err);
+    const int code = Cli::run(arguments, out, err);
+    // What the streams above left in the C library's buffers must reach its file too.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        if (code == 0)
+            std::fprintf(stderr, "packwright: error: cannot write the output: %s\n",
+                         std::strerror(errno));
+        return code == 0 ? 1 : code;
+    }
+    if (std::fflush(stderr) != 0 || std::ferror(stderr))
+        return code == 0 ? 1 : code;
+    return code;
 }

@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 
+#include "cli/terminal_text.h"
 #include "platform/serialize/serializer.h"
 
 namespace Cli {
@@ -122,11 +123,12 @@ QString toText(const Node& node, int indent) {
     const QString pad(indent, QLatin1Char(' '));
     QString out;
     for (const Node& child : node.children) {
-        const QString label =
-            child.name.isEmpty() ? QStringLiteral("[%1]").arg(child.count) : child.name;
+        // Names, types and values all come from the archive that was read.
+        const QString label = child.name.isEmpty() ? QStringLiteral("[%1]").arg(child.count)
+                                                   : terminalSafe(child.name);
         switch (child.type) {
             case ValueType::Object:
-                out += QStringLiteral("%1%2: %3\n").arg(pad, label, child.className);
+                out += QStringLiteral("%1%2: %3\n").arg(pad, label, terminalSafe(child.className));
                 out += toText(child, indent + 2);
                 break;
             case ValueType::Section:
@@ -145,10 +147,10 @@ QString toText(const Node& node, int indent) {
                 out += QStringLiteral("%1%2: (none)\n").arg(pad, label);
                 break;
             case ValueType::String:
-                out += QStringLiteral("%1%2: \"%3\"\n").arg(pad, label, child.text);
+                out += QStringLiteral("%1%2: \"%3\"\n").arg(pad, label, terminalSafe(child.text));
                 break;
             default:
-                out += QStringLiteral("%1%2: %3\n").arg(pad, label, child.text);
+                out += QStringLiteral("%1%2: %3\n").arg(pad, label, terminalSafe(child.text));
                 break;
         }
     }

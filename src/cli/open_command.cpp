@@ -11,7 +11,9 @@
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/context_report.h"
+#include "cli/finalize_check.h"
 #include "cli/recipe.h"
+#include "cli/terminal_text.h"
 #include "package/components/overlays/finalize_overlay.h"
 #include "package/extractor/extractor.h"
 #include "platform/bundle/package_reader.h"
@@ -211,7 +213,7 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
             {QStringLiteral("buildContext"), ContextReport::toJson(context)}};
         out << QJsonDocument(document).toJson(QJsonDocument::Indented);
     } else {
-        out << "opened " << packagePath << " into " << folder << "\n";
+        out << "opened " << terminalSafe(packagePath) << " into " << terminalSafe(folder) << "\n";
         out << "content type: " << (type ? typeName : QStringLiteral("none (not reopenable)"))
             << "\n";
         out << "build context (" << ContextReport::kindName(context) << "):\n";
@@ -263,6 +265,7 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
     object.folder = named;
     refuseFilesOutside(Package::Extractor::extractBuildContext(&object), object.folder,
                        packagePath);
+    checkFinalizable(object, packagePath);
     const bool createdFolder = !QFileInfo::exists(outputFolder);
     if (!QDir().mkpath(outputFolder))
         throw Error(QStringLiteral("%1: cannot create the folder").arg(outputFolder));

@@ -1,12 +1,14 @@
 #include "cli/package_report.h"
 
-#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <typeinfo>
 
 #include "cli/cli_error.h"
 #include "cli/node_formatter.h"
+#include "cli/terminal_text.h"
 #include "package/type_registration.h"
+#include "platform/bundle/bundle_error.h"
 #include "platform/bundle/folder_content_source.h"
 #include "platform/bundle/store_item.h"
 #include "platform/serialize/archive.h"
@@ -47,19 +49,22 @@ QString expectedItemType(const QString& list) {
 
 std::unique_ptr<Serialize::ISerializable> readStoredItem(const QString& root, const QString& list,
                                                          const Package::CollectionAddOn& addOn,
-                                                         Serialize::ObjectStorage& storage) {
+                                                         Serialize::ObjectStorage& storage,
+                                                         const Bundle::ReadLimits& limits) {
     const QString itemFolder = Bundle::addOnFolder(root, addOn.path);
     if (itemFolder.isEmpty())
         throw Error(QStringLiteral("content file: the %1 add-on '%2' points outside the package")
                         .arg(list, addOn.path));
     const QString entryName = addOn.path + Bundle::itemFileName;
-    QFile file(itemFolder + QLatin1Char('/') + Bundle::itemFileName);
-    if (!file.open(QIODevice::ReadOnly))
+    const QString itemPath = itemFolder + QLatin1Char('/') + Bundle::itemFileName;
+    if (!QFileInfo(itemPath).isFile())
         throw Error(QStringLiteral("%1: the stored item is missing").arg(entryName));
-    Bundle::FolderContentSource source(itemFolder);
+    // Within the same limits as the editor's own reading of stored items.
+    const QByteArray data = Bundle::readWholeFile(itemPath, limits.maxItemBytes, entryName);
+    Bundle::FolderContentSource source(itemFolder, limits);
     std::unique_ptr<Serialize::ISerializable> item;
     try {
-        item = Serialize::readArchive(file.readAll(), entryName, source, storage);
+        item = Serialize::readArchive(data, entryName, source, storage);
     } catch (const std::bad_cast&) {
         throw Error(QStringLiteral("%1: the stored item is not of the type its record names")
                         .arg(entryName));
@@ -85,6 +90,9 @@ PackageReport PackageReport::read(const QString& packagePath, const QString& fol
             try {
                 item = readStoredItem(folder, list, addOn, storage);
             } catch (const Error& error) {
+                throw Error(
+                    QStringLiteral("%1: %2").arg(packagePath, QString::fromUtf8(error.what())));
+            } catch (const Bundle::Error& error) {
                 throw Error(
                     QStringLiteral("%1: %2").arg(packagePath, QString::fromUtf8(error.what())));
             }
@@ -127,15 +135,17 @@ QJsonObject PackageReport::toJson() const {
 }
 
 QString PackageReport::toText() const {
+    // Every text below comes from the package; none may reach the terminal raw.
+    const auto safe = terminalSafe;
     QString text;
     QTextStream out(&text);
-    out << "package " << packagePath << "\n"
-        << "  uuid:        " << manifest.uuid << "\n"
-        << "  name:        " << manifest.name << "\n"
+    out << "package " << safe(packagePath) << "\n"
+        << "  uuid:        " << safe(manifest.uuid) << "\n"
+        << "  name:        " << safe(manifest.name) << "\n"
         << "  size:        " << manifest.size << " bytes\n"
-        << "  preview:     " << manifest.previewPath << "\n"
-        << "  content:     " << manifest.contentFile << " (layout version " << manifest.version
-        << ")\n";
+        << "  preview:     " << safe(manifest.previewPath) << "\n"
+        << "  content:     " << safe(manifest.contentFile) << " (layout version "
+        << manifest.version << ")\n";
     for (const AddOnList& info : addOnLists()) {
         const QString list = QLatin1String(info.name);
         const auto count = (object.*info.member).size();
@@ -143,20 +153,22 @@ QString PackageReport::toText() const {
         for (const AddOnReport& entry : addOns) {
             if (entry.list != list)
                 continue;
-            out << "  " << entry.addOn->path << "\n";
+            out << "  " << safe(entry.addOn->path) << "\n";
             out << "    categories:";
             if (entry.addOn->categories.empty())
                 out << " none";
             out << "\n";
             for (const auto& category : entry.addOn->categories)
-                out << "      \"" << category.first << "\" -> \"" << category.second << "\"\n";
+                out << "      \"" << safe(category.first) << "\" -> \"" << safe(category.second)
+                    << "\"\n";
             out << "    resources:" << (entry.addOn->resources.empty() ? " none" : "") << "\n";
             for (const Package::Resource& resource : entry.addOn->resources) {
-                out << "      " << resource.path << "  id " << resource.id() << "  type "
-                    << int(resource.type()) << "  timing " << resource.timing.start << " + "
-                    << resource.timing.length << " ms @ " << resource.timing.frameRate << "\n";
+                out << "      " << safe(resource.path) << "  id " << safe(resource.id())
+                    << "  type " << int(resource.type()) << "  timing " << resource.timing.start
+                    << " + " << resource.timing.length << " ms @ " << resource.timing.frameRate
+                    << "\n";
             }
-            out << "    item: " << entry.item.className << "\n" << Cli::toText(entry.item, 6);
+            out << "    item: " << safe(entry.item.className) << "\n" << Cli::toText(entry.item, 6);
         }
     }
     out.flush();

@@ -50,11 +50,12 @@ const std::array<AddOnList, 4>& addOnLists();
 QString expectedItemType(const QString& list);
 
 // Reads back the stored item of `addOn`, an add-on of `list`, from the package unpacked in `root`,
-// and checks that it has the type that the list needs. Its sub-objects go to `storage`. Throws
-// Error naming the add-on or its "item.xml" (without the package), or Serialize::Error naming the
-// "item.xml" entry and the line.
+// and checks that it has the type that the list needs, reading within `limits`. Its sub-objects go
+// to `storage`. Throws Error naming the add-on or its "item.xml" (without the package), or
+// Bundle::Error or Serialize::Error naming the "item.xml" entry (and the line).
 std::unique_ptr<Serialize::ISerializable> readStoredItem(const QString& root, const QString& list,
                                                          const Package::CollectionAddOn& addOn,
-                                                         Serialize::ObjectStorage& storage);
+                                                         Serialize::ObjectStorage& storage,
+                                                         const Bundle::ReadLimits& limits = {});
 
 }  // namespace Cli

@@ -2,15 +2,16 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QImageReader>
 #include <QJsonArray>
 #include <QTextStream>
 #include <algorithm>
 #include <typeinfo>
 
 #include "cli/package_report.h"
+#include "cli/terminal_text.h"
 #include "package/type_registration.h"
 #include "platform/bundle/bundle_error.h"
+#include "platform/bundle/image_file.h"
 #include "platform/bundle/store_item.h"
 #include "platform/bundle/zip.h"
 #include "platform/model/import_object.h"
@@ -69,14 +70,10 @@ QString PackageVerifier::checkName(Check check) {
 
 QString PackageVerifier::tidy(const QString& text) const {
     // The unpack folder is ours and temporary: name files as the package does. Names come from
-    // the package, so no control character may break a line.
+    // the package, so no control character may break a line or reach a terminal.
     QString out = text;
     out.replace(m_folder + QLatin1Char('/'), QString());
-    for (QChar& c : out) {
-        if (c.unicode() < 0x20 || c.unicode() == 0x7f)
-            c = QLatin1Char('?');
-    }
-    return out;
+    return terminalSafe(out);
 }
 
 void PackageVerifier::add(Check check, const QString& place, const QString& message) {
@@ -181,10 +178,17 @@ void PackageVerifier::checkPreview() {
     if (m_damaged.contains(entry))
         return;
     const QString path = m_folder + QLatin1Char('/') + entry;
-    if (!QFileInfo(path).isFile())
+    if (!QFileInfo(path).isFile()) {
         problem(QStringLiteral("is not in the package"));
-    else if (!QImageReader(path).canRead())
-        problem(QStringLiteral("is not a readable image"));
+        return;
+    }
+    try {
+        // Within the limits, from its header: the preview is not decoded here.
+        Bundle::checkedImageSize(path);
+    } catch (const Bundle::Error& error) {
+        // The message names the file: keep only what it says of it.
+        problem(QString::fromUtf8(error.what()).mid(path.size() + 2));
+    }
 }
 
 bool PackageVerifier::readContent() {
@@ -290,13 +294,14 @@ QString PackageVerifier::toText() const {
     QString text;
     QTextStream out(&text);
     for (const Problem& problem : m_problems)
-        out << m_packagePath << ": " << problem.message << "\n";
+        out << terminalSafe(m_packagePath) << ": " << problem.message << "\n";
     if (ok())
-        out << m_packagePath << ": ok (" << counted(m_entryCount, "file") << ", "
+        out << terminalSafe(m_packagePath) << ": ok (" << counted(m_entryCount, "file") << ", "
             << counted(m_addOnCount, "add-on") << ", " << counted(m_resourceCount, "resource")
             << ")\n";
     else
-        out << m_packagePath << ": " << counted(qint64(m_problems.size()), "problem") << "\n";
+        out << terminalSafe(m_packagePath) << ": " << counted(qint64(m_problems.size()), "problem")
+            << "\n";
     out.flush();
     return text;
 }

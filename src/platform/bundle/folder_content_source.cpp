@@ -2,22 +2,16 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QImageReader>
 
+#include "platform/bundle/bundle_error.h"
 #include "platform/bundle/flat_writer.h"
+#include "platform/bundle/image_file.h"
 #include "platform/serialize/error.h"
 
 namespace Bundle {
-namespace {
 
-// Images larger than this are refused before decoding: a hostile package could otherwise make a
-// tiny PNG decode to gigabytes.
-constexpr qint64 kMaxImagePixels = qint64(16384) * 16384;
-constexpr qint64 kMaxBlobBytes = qint64(256) << 20;
-
-}  // namespace
-
-FolderContentSource::FolderContentSource(const QString& folder) : m_folder(folder) {}
+FolderContentSource::FolderContentSource(const QString& folder, const ReadLimits& limits)
+    : m_folder(folder), m_limits(limits) {}
 
 QString FolderContentSource::resolve(const QString& name) const {
     if (!isPlainFileName(name))
@@ -32,24 +26,20 @@ QString FolderContentSource::resolve(const QString& name) const {
 
 Types::Image FolderContentSource::GetImage(const QString& name) {
     const QString path = resolve(name);
-    QImageReader reader(path);
-    const QSize size = reader.size();
-    if (size.isValid() && qint64(size.width()) * size.height() > kMaxImagePixels)
-        throw Serialize::Error(QStringLiteral("%1 is too large an image (%2 x %3)")
-                                   .arg(path)
-                                   .arg(size.width())
-                                   .arg(size.height()));
-    const QImage image = reader.read();
-    if (image.isNull())
-        throw Serialize::Error(
-            QStringLiteral("%1 is not a readable image: %2").arg(path, reader.errorString()));
+    QImage image;
+    try {
+        image = readImageFile(path, m_limits);
+    } catch (const Error& error) {
+        // What the archive names is the archive's problem: report it as the reader's.
+        throw Serialize::Error(QString::fromUtf8(error.what()));
+    }
     return Types::Image(QPixmap::fromImage(image));
 }
 
 QByteArray FolderContentSource::GetBlob(const QString& name) {
     const QString path = resolve(name);
     QFile file(path);
-    if (file.size() > kMaxBlobBytes)
+    if (file.size() > m_limits.maxBlobBytes)
         throw Serialize::Error(
             QStringLiteral("%1 is too large (%2 bytes)").arg(path).arg(file.size()));
     if (!file.open(QIODevice::ReadOnly))

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QXmlStreamReader>
 
+#include <algorithm>
+
 #include "platform/bundle/bundle_error.h"
 #include "platform/bundle/flat_writer.h"
 #include "platform/bundle/folder_content_source.h"
@@ -14,26 +16,33 @@
 namespace Bundle {
 namespace {
 
-// Content files hold add-on lists only; anything near this size is not one of ours.
-constexpr qint64 kMaxContentBytes = qint64(256) << 20;
-constexpr qint64 kMaxDescriptionBytes = qint64(1) << 20;
-
 [[noreturn]] void fail(const QString& source, qint64 line, const QString& what) {
     throw Error(QStringLiteral("%1:%2: %3").arg(source).arg(line).arg(what).toStdString());
 }
 
-QByteArray readFile(const QString& path, qint64 limit) {
+}  // namespace
+
+QByteArray readWholeFile(const QString& path, qint64 limit, const QString& sourceName) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw Error(
-            QStringLiteral("cannot read %1: %2").arg(path, file.errorString()).toStdString());
-    if (file.size() > limit)
-        throw Error(
-            QStringLiteral("%1 is too large (%2 bytes)").arg(path).arg(file.size()).toStdString());
-    return file.readAll();
+        throw Error(QStringLiteral("%1: cannot read: %2")
+                        .arg(sourceName, file.errorString())
+                        .toStdString());
+    // The size is checked before anything is read, and what is read stops past the limit all the
+    // same: the file may not be what its size said.
+    QByteArray data = file.size() > limit ? QByteArray() : file.read(limit + 1);
+    if (file.size() > limit || data.size() > limit)
+        throw Error(QStringLiteral("%1: is larger than the limit of %2 bytes (%3 bytes)")
+                        .arg(sourceName)
+                        .arg(limit)
+                        .arg(std::max<qint64>(file.size(), data.size()))
+                        .toStdString());
+    if (file.error() != QFileDevice::NoError)
+        throw Error(QStringLiteral("%1: cannot read: %2")
+                        .arg(sourceName, file.errorString())
+                        .toStdString());
+    return data;
 }
-
-}  // namespace
 
 PackageManifest parseManifest(const QByteArray& data, const QString& sourceName) {
     using Rules = DescriptionParseRules;
@@ -128,18 +137,19 @@ PackageManifest parseManifest(const QByteArray& data, const QString& sourceName)
 }
 
 PackageManifest readManifest(const QString& folder, const QString& sourceName,
-                             const DescriptionParseRules& rules) {
-    return parseManifest(
-        readFile(folder + QLatin1Char('/') + rules.descriptionFile, kMaxDescriptionBytes),
-        sourceName);
+                             const DescriptionParseRules& rules, const ReadLimits& limits) {
+    return parseManifest(readWholeFile(folder + QLatin1Char('/') + rules.descriptionFile,
+                                       limits.maxDescriptionBytes, sourceName),
+                         sourceName);
 }
 
 Package::Object readContentFile(const QString& folder, const QString& contentFile,
-                                const QString& sourceName) {
-    const QByteArray content = readFile(folder + QLatin1Char('/') + contentFile, kMaxContentBytes);
+                                const QString& sourceName, const ReadLimits& limits) {
+    const QByteArray content =
+        readWholeFile(folder + QLatin1Char('/') + contentFile, limits.maxContentBytes, sourceName);
     Package::Object object;
     Serialize::ObjectStorage storage;
-    FolderContentSource source(folder);
+    FolderContentSource source(folder, limits);
     Serialize::readArchive(content, sourceName, object, source, storage);
     // The object is where it was unpacked now, wherever it was built.
     object.folder = folder;
@@ -147,20 +157,21 @@ Package::Object readContentFile(const QString& folder, const QString& contentFil
 }
 
 Package::Object readPackageFolder(const QString& folder, PackageManifest* manifestOut,
-                                  const DescriptionParseRules& rules) {
+                                  const DescriptionParseRules& rules, const ReadLimits& limits) {
     const PackageManifest manifest =
-        readManifest(folder, folder + QLatin1Char('/') + rules.descriptionFile, rules);
-    Package::Object object = readContentFile(folder, manifest.contentFile,
-                                             folder + QLatin1Char('/') + manifest.contentFile);
+        readManifest(folder, folder + QLatin1Char('/') + rules.descriptionFile, rules, limits);
+    Package::Object object = readContentFile(
+        folder, manifest.contentFile, folder + QLatin1Char('/') + manifest.contentFile, limits);
     if (manifestOut)
         *manifestOut = manifest;
     return object;
 }
 
 Package::Object openPackage(const QString& packagePath, const QString& folder,
-                            PackageManifest* manifest, const DescriptionParseRules& rules) {
-    Zip::extractAll(packagePath, folder);
-    return readPackageFolder(folder, manifest, rules);
+                            PackageManifest* manifest, const DescriptionParseRules& rules,
+                            const ReadLimits& limits) {
+    Zip::extractAll(packagePath, folder, limits);
+    return readPackageFolder(folder, manifest, rules, limits);
 }
 
 QString addOnFolder(const QString& root, const QString& addOnPath) {

@@ -8,6 +8,7 @@
 #include "platform/bundle/bundle_error.h"
 #include "platform/bundle/flat_writer.h"
 #include "platform/bundle/folder_content_source.h"
+#include "platform/bundle/read_limits.h"
 #include "platform/serialize/archive.h"
 #include "platform/serialize/node.h"
 
@@ -23,9 +24,6 @@ protected:
     QString imageBaseName() const override { return QStringLiteral("preview"); }
     QString blobBaseName() const override { return QStringLiteral("data"); }
 };
-
-// Stored items are small; anything larger is not one of ours.
-constexpr qint64 kMaxItemBytes = qint64(64) << 20;
 
 }  // namespace
 
@@ -50,7 +48,7 @@ void loadArchive(const QString& folder, Serialize::ISerializable& object,
     if (!file.open(QIODevice::ReadOnly))
         throw Error(
             QStringLiteral("cannot read %1: %2").arg(path, file.errorString()).toStdString());
-    if (file.size() > kMaxItemBytes)
+    if (file.size() > ReadLimits().maxItemBytes)  // not one of ours
         throw Error(QStringLiteral("%1 is too large for a stored item (%2 bytes)")
                         .arg(path)
                         .arg(file.size())

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/bundle/bundle_error.h"
+#include "platform/bundle/read_limits.h"
 
 // Zip archives of a folder tree: the container format of packages.
 namespace Bundle::Zip {
@@ -34,12 +35,8 @@ void compressAll(const QString& packagePath, const QString& folder,
 // True when a file of this name is stored rather than deflated (its extension, any case).
 bool isStoredByName(const QString& fileName);
 
-struct ExtractLimits {
-    qint64 maxEntries = 100000;
-    qint64 maxTotalBytes = qint64(16) << 30;  // sum of the bytes actually written
-    qint64 maxEntryBytes = qint64(8) << 30;
-    double maxRatio = 1000.0;  // uncompressed/compressed, checked for entries above 1 MiB
-};
+// The limits of unpacking and checking: those of every reader of a package (read_limits.h).
+using ExtractLimits = Bundle::ReadLimits;
 
 // Unpacks the archive into `folder`, which must not exist or be an empty folder. Refuses unsafe
 // entry names, links and special files, duplicates and file/folder clashes, encrypted entries, and
@@ -67,9 +64,11 @@ struct Entry {
 std::vector<Entry> list(const QString& archivePath);
 
 // Reads every entry fully, checking CRCs, and checks the names as extractAll would. Returns one
-// line per problem, empty when the archive is sound. Throws Bundle::Error if the file cannot be
-// opened as a zip at all.
-QStringList check(const QString& archivePath);
+// line per problem, empty when the archive is sound. Reading stops at the limits as an unpack
+// does: an entry past a limit of its own is a problem and is read no further; past a limit of the
+// whole archive (entry count, total bytes, ratio to the archive's size) it is a problem and the
+// check ends there. Throws Bundle::Error if the file cannot be opened as a zip at all.
+QStringList check(const QString& archivePath, const ExtractLimits& limits = {});
 
 // One problem that check finds: the entry at fault (empty when it concerns the whole archive or an
 // entry without a readable name) and the line that check returns for it.
@@ -79,6 +78,6 @@ struct Problem {
 };
 
 // check, with the entry of every problem apart.
-std::vector<Problem> checkEntries(const QString& archivePath);
+std::vector<Problem> checkEntries(const QString& archivePath, const ExtractLimits& limits = {});
 
 }  // namespace Bundle::Zip

@@ -22,6 +22,7 @@
 #include <exception>
 #include <memory>
 
+#include "platform/bundle/unpack_meter.h"
 #include "platform/bundle/zip_support.h"
 
 namespace Bundle::Zip {
@@ -139,18 +140,13 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
     if (!problems.empty())
         failWith(problems.front().text);
     // Headers can lie, so these checks only refuse early; the counting below is what holds.
-    qint64 declared = 0;
+    const qint64 archiveBytes =
+        ::stat(QFile::encodeName(archivePath).constData(), &st) == 0 ? qint64(st.st_size) : 0;
+    UnpackMeter meter(limits, archiveBytes);
     for (const Scanned& entry : entries) {
-        const qint64 size = qint64(std::min<zip_uint64_t>(entry.stat.size, INT64_MAX / 4));
-        if (size > limits.maxEntryBytes)
-            failEntry(
-                entry.name,
-                QStringLiteral("is larger than the limit of %1 bytes").arg(limits.maxEntryBytes));
-        declared += size;
-        if (declared > limits.maxTotalBytes)
-            failEntry(entry.name,
-                      QStringLiteral("takes the archive over the limit of %1 unpacked bytes")
-                          .arg(limits.maxTotalBytes));
+        const QString overLimit = meter.declare(declaredSize(entry), compressedSize(entry));
+        if (!overLimit.isEmpty())
+            failEntry(entry.name, overLimit);
     }
 
     Staging staging;
@@ -159,7 +155,6 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
         failWith(stagingError);
 
     std::vector<char> buffer(kChunk);
-    qint64 total = 0;
     for (const Scanned& entry : entries) {
         const QByteArray path = entry.isDir ? entry.name.chopped(1) : entry.name;
         if (entry.isDir) {
@@ -188,8 +183,7 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
                            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)};
         if (out.fd < 0)
             failEntry(entry.name, QStringLiteral("cannot be created: %1").arg(systemError(errno)));
-        const double compressed = double(std::max<zip_uint64_t>(entry.stat.comp_size, 1));
-        qint64 written = 0;
+        meter.startEntry(compressedSize(entry));
         bool intact = true;
         while (true) {
             const zip_int64_t n = zip_fread(in.get(), buffer.data(), zip_uint64_t(buffer.size()));
@@ -202,18 +196,9 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
                                           .arg(QString::fromUtf8(zip_file_strerror(in.get()))));
             if (n == 0)
                 break;
-            written += n;
-            total += n;
-            if (written > limits.maxEntryBytes)
-                failEntry(entry.name, QStringLiteral("unpacks to more than the limit of %1 bytes")
-                                          .arg(limits.maxEntryBytes));
-            if (total > limits.maxTotalBytes)
-                failEntry(entry.name,
-                          QStringLiteral("takes the archive over the limit of %1 unpacked bytes")
-                              .arg(limits.maxTotalBytes));
-            if (written > kRatioFloor && double(written) > limits.maxRatio * compressed)
-                failEntry(entry.name,
-                          QStringLiteral("expands more than %1 times").arg(limits.maxRatio));
+            const QString overLimit = meter.add(n);
+            if (!overLimit.isEmpty())
+                failEntry(entry.name, overLimit);
             if (!writeAll(out.fd, buffer.data(), n))
                 failEntry(entry.name,
                           QStringLiteral("cannot be written: %1").arg(systemError(errno)));

@@ -8,6 +8,8 @@
 
 #include <zip.h>
 
+#include <algorithm>
+#include <climits>
 #include <memory>
 #include <vector>
 
@@ -22,7 +24,6 @@ constexpr quint32 kTypeFile = 0100000;
 constexpr quint32 kTypeDir = 0040000;
 
 constexpr qint64 kChunk = 256 * 1024;
-constexpr qint64 kRatioFloor = qint64(1) << 20;
 
 [[noreturn]] void throwError(const QString& message);
 
@@ -64,6 +65,14 @@ struct Scanned {
 };
 
 Problem entryProblem(const QByteArray& name, const QString& reason);
+
+// The sizes that an entry's header declares, capped so that sums of them cannot overflow.
+inline qint64 declaredSize(const Scanned& entry) {
+    return qint64(std::min<zip_uint64_t>(entry.stat.size, INT64_MAX / 4));
+}
+inline qint64 compressedSize(const Scanned& entry) {
+    return qint64(std::min<zip_uint64_t>(entry.stat.comp_size, INT64_MAX / 4));
+}
 
 // Reads the entry table and appends one line per unsafe entry to `problems`: bad names, links
 // and special files, encryption, duplicates, and a file where another entry needs a folder.

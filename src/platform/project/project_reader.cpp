@@ -6,6 +6,7 @@
 
 #include "platform/bundle/bundle_error.h"
 #include "platform/bundle/folder_content_source.h"
+#include "platform/bundle/package_reader.h"
 #include "platform/bundle/zip.h"
 #include "platform/fs/fs.h"
 #include "platform/model/timeline_object.h"
@@ -35,14 +36,16 @@ Content Reader::read() {
                                 .toStdString());
     const QString folder = staging.filePath(QStringLiteral("bundle"));
     Bundle::Zip::extractAll(m_bundlePath, folder, bundleLimits());
-    QFile file(folder + QLatin1Char('/') + bundleContentName);
-    if (!file.open(QIODevice::ReadOnly))
+    const QString contentPath = folder + QLatin1Char('/') + bundleContentName;
+    const QString sourceName = m_bundlePath + QLatin1Char(':') + bundleContentName;
+    if (!QFileInfo(contentPath).isFile())
         throw Bundle::Error(
             QStringLiteral("%1: holds no %2").arg(m_bundlePath, bundleContentName).toStdString());
+    const QByteArray data =
+        Bundle::readWholeFile(contentPath, Bundle::ReadLimits().maxContentBytes, sourceName);
     Content content;
     Bundle::FolderContentSource source(folder);
-    Serialize::readArchive(file.readAll(), m_bundlePath + QLatin1Char(':') + bundleContentName,
-                           content, source, m_storage);
+    Serialize::readArchive(data, sourceName, content, source, m_storage);
 
     if (auto* timeline = dynamic_cast<Timeline::Object*>(content.projectObject)) {
         const QString home = QFileInfo(m_bundlePath).absolutePath();
