@@ -51,7 +51,7 @@ std::optional<PackageArguments> parsePackageArguments(const QString& command,
                             parser.isSet(jsonOption)};
 }
 
-QString unpackFolder(const QTemporaryDir& temporary, const QString& name) {
+QString unpackFolder(const FS::TemporaryFolder& temporary, const QString& name) {
     if (!temporary.isValid())
         throw Error(
             QStringLiteral("cannot create a temporary folder: %1").arg(temporary.errorString()));

@@ -3,9 +3,10 @@
 #include <QCommandLineParser>
 #include <QString>
 #include <QStringList>
-#include <QTemporaryDir>
 #include <QTextStream>
 #include <optional>
+
+#include "platform/fs/temporary_folder.h"
 
 namespace Cli {
 
@@ -33,7 +34,7 @@ std::optional<PackageArguments> parsePackageArguments(const QString& command,
 
 // A folder of the given name inside `temporary`, for unpacking; throws Cli::Error when the
 // temporary folder could not be made.
-QString unpackFolder(const QTemporaryDir& temporary,
+QString unpackFolder(const FS::TemporaryFolder& temporary,
                      const QString& name = QStringLiteral("package"));
 
 }  // namespace Cli

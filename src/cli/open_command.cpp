@@ -6,7 +6,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
-#include <QTemporaryDir>
 
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
@@ -17,6 +16,7 @@
 #include "package/components/overlays/finalize_overlay.h"
 #include "package/extractor/extractor.h"
 #include "platform/bundle/package_reader.h"
+#include "platform/fs/temporary_folder.h"
 #include "platform/fs/temporary_paths.h"
 #include "platform/model/timeline_object.h"
 
@@ -244,7 +244,7 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
     const QString packagePath = existingPackage(parser.positionalArguments().front());
     const QString outputFolder = QFileInfo(parser.value(outputOption)).absoluteFilePath();
 
-    QTemporaryDir temporary;
+    FS::TemporaryFolder temporary(QStringLiteral("unpack"));
     Bundle::PackageManifest manifest;
     Package::Object object = unpack(packagePath, unpackFolder(temporary), &manifest);
     // The finished package is named after the package's own name, whatever its file is called.

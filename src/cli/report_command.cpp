@@ -1,11 +1,11 @@
 #include "cli/report_command.h"
 
 #include <QJsonDocument>
-#include <QTemporaryDir>
 
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/package_report.h"
+#include "platform/fs/temporary_folder.h"
 
 namespace Cli {
 
@@ -14,7 +14,7 @@ int inspectCommand(const QStringList& arguments, QTextStream& out, QTextStream&)
         QStringLiteral("inspect"), QStringLiteral("Shows what a package holds."), arguments, out);
     if (!parsed)
         return 0;
-    QTemporaryDir temporary;
+    FS::TemporaryFolder temporary(QStringLiteral("unpack"));
     const PackageReport report = PackageReport::read(parsed->packagePath, unpackFolder(temporary));
     if (parsed->json)
         out << QJsonDocument(report.toJson()).toJson(QJsonDocument::Indented);

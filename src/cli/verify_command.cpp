@@ -1,11 +1,11 @@
 #include "cli/verify_command.h"
 
 #include <QJsonDocument>
-#include <QTemporaryDir>
 
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/package_verifier.h"
+#include "platform/fs/temporary_folder.h"
 
 namespace Cli {
 
@@ -16,7 +16,7 @@ int verifyCommand(const QStringList& arguments, QTextStream& out, QTextStream&) 
         out);
     if (!parsed)
         return 0;
-    QTemporaryDir temporary;
+    FS::TemporaryFolder temporary(QStringLiteral("unpack"));
     const PackageVerifier verifier =
         PackageVerifier::verify(parsed->packagePath, unpackFolder(temporary));
     if (parsed->json)

@@ -2,13 +2,13 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
 
 #include "platform/bundle/bundle_error.h"
 #include "platform/bundle/folder_content_source.h"
 #include "platform/bundle/package_reader.h"
 #include "platform/bundle/zip.h"
 #include "platform/fs/fs.h"
+#include "platform/fs/temporary_folder.h"
 #include "platform/model/timeline_object.h"
 #include "platform/serialize/archive.h"
 
@@ -29,7 +29,7 @@ Bundle::Zip::ExtractLimits bundleLimits() {
 Reader::Reader(const QString& bundlePath, BundleBackend) : m_bundlePath(bundlePath) {}
 
 Content Reader::read() {
-    QTemporaryDir staging;
+    FS::TemporaryFolder staging(QStringLiteral("project"));
     if (!staging.isValid())
         throw Bundle::Error(QStringLiteral("cannot create a temporary folder: %1")
                                 .arg(staging.errorString())
