@@ -84,7 +84,7 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     for (const ComponentEntry& entry : recipe.components)
         components.push_back(std::make_shared<LabelledComponent>(
             ComponentFactory::standard().make(entry, recipe, warnings),
-            QStringLiteral("%1: components[%2]").arg(recipe.path).arg(entry.index)));
+            QStringLiteral("%1: components[%2]").arg(recipe.path, QString::number(entry.index))));
     if (parser.isSet(strictOption) && !warnings.isEmpty())
         throw Error(warnings.front() + QStringLiteral(" (--strict: nothing was written)"));
     for (const QString& warning : warnings)
