@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds snapshot_bench and compares Media::Snapshot::write with the ffmpeg command.
 #   bench/run_snapshot_vs_ffmpeg.sh [--build DIR] [snapshot_bench arguments...]
-# e.g. --times 0,2520,4960,7320,9960 --rounds 5 --gop 50 --noise 12 --dir /var/tmp
+# e.g. --times 0,2520,4960,7320,9960 --rounds 5 --gop 50 --noise 12 --x264 open-gop=1 --dir /var/tmp
 # Without --build it makes a Release build in build-bench. A given build folder that exists keeps
 # its build type and other options; only the benchmarks are switched on.
 set -euo pipefail

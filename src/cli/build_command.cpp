@@ -11,12 +11,14 @@
 #include "cli/command_line.h"
 #include "cli/component_factory.h"
 #include "cli/input_guard.h"
+#include "cli/labelled_component.h"
 #include "cli/progress.h"
 #include "cli/recipe.h"
 #include "package/builder.h"
 #include "platform/fs/fs.h"
 #include "platform/fs/temporary_folder.h"
 #include "platform/layout/package_structure_description.h"
+#include "platform/media/media_log.h"
 
 namespace Cli {
 namespace {
@@ -58,7 +60,10 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     const QCommandLineOption strictOption(
         QStringLiteral("strict"),
         QStringLiteral("Treat warnings (missing source files) as errors."));
-    parser.addOptions({outputOption, uuidOption, keepOption, strictOption});
+    const QCommandLineOption verboseOption(
+        {QStringLiteral("v"), QStringLiteral("verbose")},
+        QStringLiteral("Show the media decoder's own messages as warnings."));
+    parser.addOptions({outputOption, uuidOption, keepOption, strictOption, verboseOption});
     if (!parseCommandLine(parser, QStringLiteral("build"), arguments, out, 1,
                           QStringLiteral("one recipe file")))
         return 0;
@@ -80,7 +85,9 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     QStringList warnings;
     std::vector<std::shared_ptr<Package::IBuildComponent>> components;
     for (const ComponentEntry& entry : recipe.components)
-        components.push_back(ComponentFactory::standard().make(entry, recipe, warnings));
+        components.push_back(std::make_shared<LabelledComponent>(
+            ComponentFactory::standard().make(entry, recipe, warnings),
+            QStringLiteral("%1: components[%2]").arg(recipe.path, QString::number(entry.index))));
     refuseOutputOverInput(outputPath, recipe.inputs(), QStringLiteral("the output"));
     if (parser.isSet(strictOption) && !warnings.isEmpty())
         throw Error(warnings.front() + QStringLiteral(" (--strict: nothing was written)"));
@@ -119,6 +126,17 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         folder);
     if (!FS::makePath(folder))
         throw Error(QStringLiteral("%1: cannot create the working folder").arg(folder));
+
+    struct MediaLogGuard {
+        Media::Log::Handler previous;
+        ~MediaLogGuard() { Media::Log::setHandler(std::move(previous)); }
+    } mediaLog;
+    if (parser.isSet(verboseOption)) {
+        mediaLog.previous = Media::Log::setHandler([&err](const QString& line) {
+            err << "packwright: warning: " << line << "\n";
+            err.flush();
+        });
+    }
 
     Package::Builder builder(folder, outputPath, recipe.name, recipe.name, preview);
     for (const auto& component : components)

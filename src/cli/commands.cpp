@@ -20,7 +20,7 @@ const char* const kUsage =
     "Builds and reads content packages.\n"
     "\n"
     "Commands:\n"
-    "  build RECIPE.json [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [--strict]\n"
+    "  build RECIPE.json [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [--strict] [-v]\n"
     "                    build a package from a JSON recipe\n"
     "  inspect PACKAGE.qpack [--json]\n"
     "                    show the description, the add-on lists and every stored item\n"

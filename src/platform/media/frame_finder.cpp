@@ -25,6 +25,12 @@ void keep(Av::Frame& best, Av::Frame& frame) {
 
 FrameFinder::FrameFinder(AVFormatContext* format, int streamIndex, AVCodecContext* decoder)
     : format_(format), stream_(format->streams[streamIndex]), decoder_(decoder) {
+    for (const AVRational rate : {stream_->avg_frame_rate, stream_->r_frame_rate}) {
+        if (rate.num > 0 && rate.den > 0) {
+            framePeriod_ = av_rescale_q(1, av_inv_q(rate), stream_->time_base);
+            break;
+        }
+    }
     // The demuxer then skips the other streams' data instead of handing it over.
     for (unsigned i = 0; i < format_->nb_streams; ++i) {
         if (int(i) != streamIndex)
@@ -39,9 +45,18 @@ Av::Frame FrameFinder::find(int64_t timeUs) {
     const int64_t target =
         av_rescale_q_rnd(timeUs + fileStart, AV_TIME_BASE_Q, stream_->time_base, AV_ROUND_DOWN);
 
-    // A failed seek may leave the demuxer anywhere; from the start, decoding is slower, not wrong.
+    if (stream_->disposition & AV_DISPOSITION_ATTACHED_PIC)
+        return decodeCoverPicture();
+    // Raw streams have no times of their own: the demuxer counts them from where it starts, so a
+    // seek lands at a guessed time. Freshly opened, they are at the start already.
+    if (format_->iformat->flags & AVFMT_NOTIMESTAMPS)
+        return std::move(decodeUpTo(target, false).best);
+
     int64_t position = std::min(target, lastTime());
-    bool sought = seek(position) || seekToStart();
+    bool sought = seek(position);
+    // A failed seek may leave the demuxer anywhere; from the start, decoding is slower, not wrong.
+    if (!sought && !rewind())
+        return {};
     Pass pass = decodeUpTo(target, sought);
 
     // The key frame found can show later than the target: demuxers index key frames by decode
@@ -66,9 +81,26 @@ Av::Frame FrameFinder::find(int64_t timeUs) {
         }
     }
     // Streams that flag no key frames decode only when nothing is skipped.
-    if (!pass.best && seekToStart())
+    if (!pass.best && rewind())
         pass = decodeUpTo(target, false);
     return std::move(pass.best);
+}
+
+// The picture is stored once, apart from the packets; it shows for the whole file.
+Av::Frame FrameFinder::decodeCoverPicture() {
+    Av::Packet packet(av_packet_clone(&stream_->attached_pic));
+    Av::Frame frame(av_frame_alloc());
+    if (!packet || !frame)
+        throw std::bad_alloc();
+    avcodec_send_packet(decoder_, packet.get());
+    avcodec_send_packet(decoder_, nullptr);
+    for (;;) {
+        const int received = avcodec_receive_frame(decoder_, frame.get());
+        if (received >= 0)
+            return frame;
+        if (received == AVERROR_EOF || received == AVERROR(EAGAIN))
+            return {};
+    }
 }
 
 // Just before the end of the stream (so that seeking there finds the last key frame), or as
@@ -99,6 +131,16 @@ bool FrameFinder::seekToStart() {
     return seek(first - hour) || seek(first);
 }
 
+// Back to the first packet, by time or else by byte.
+bool FrameFinder::rewind() {
+    if (seekToStart())
+        return true;
+    if (av_seek_frame(format_, -1, 0, AVSEEK_FLAG_BYTE) < 0)
+        return false;
+    avcodec_flush_buffers(decoder_);
+    return true;
+}
+
 bool FrameFinder::seek(int64_t position) {
     if (av_seek_frame(format_, stream_->index, position, AVSEEK_FLAG_BACKWARD) < 0)
         return false;
@@ -108,6 +150,7 @@ bool FrameFinder::seek(int64_t position) {
 
 FrameFinder::Pass FrameFinder::decodeUpTo(int64_t target, bool afterSeek) {
     Pass pass;
+    pass.fromStart = !afterSeek;
     Av::Packet packet(av_packet_alloc());
     Av::Frame frame(av_frame_alloc());
     if (!packet || !frame)
@@ -143,15 +186,15 @@ FrameFinder::Pass FrameFinder::decodeUpTo(int64_t target, bool afterSeek) {
             av_packet_unref(packet.get());
             continue;
         }
-        awaitingKey = false;
-        // Decode times never pass presentation times, so from a packet decoded after the target
-        // on, no frame can show at it. Until a frame came out, though, the first one is needed.
-        if (read < 0 || (pass.best && packet->dts != AV_NOPTS_VALUE && packet->dts > target)) {
-            av_packet_unref(packet.get());
+        if (read < 0) {
+            // The end: what the decoder still holds comes out.
             avcodec_send_packet(decoder_, nullptr);
             draining = true;
             continue;
         }
+        if (awaitingKey)
+            pass.keyTime = packet->pts;
+        awaitingKey = false;
 
         const int64_t pts = packet->pts;
         const bool beaten = pts != AV_NOPTS_VALUE && shownSent != AV_NOPTS_VALUE &&
@@ -167,14 +210,21 @@ FrameFinder::Pass FrameFinder::decodeUpTo(int64_t target, bool afterSeek) {
     }
 }
 
-// Frames come out in presentation order. Returns true when no later frame can be the answer.
+// Frames come out in presentation order. Returns true when no later frame can be the answer: a
+// frame past the target is out, or one exactly at it. A frame's stated duration does not count:
+// variable-rate files state one for the whole stream.
 bool FrameFinder::decideOn(Pass& pass, Av::Frame& frame, int64_t target) const {
     const int64_t duration = durationOf(*frame);
     // Some streams leave a frame's time out (often the last one's); it follows the one before.
-    const int64_t time = frame->best_effort_timestamp != AV_NOPTS_VALUE
-                             ? frame->best_effort_timestamp
-                             : pass.nextTime;
-    pass.nextTime = time != AV_NOPTS_VALUE && duration > 0 ? time + duration : AV_NOPTS_VALUE;
+    int64_t time = frame->best_effort_timestamp != AV_NOPTS_VALUE ? frame->best_effort_timestamp
+                                                                  : pass.nextTime;
+    // Raw streams tell no times at all: frames follow each other at the stream's rate from its
+    // start, as players and the ffmpeg command count them.
+    if (time == AV_NOPTS_VALUE && pass.fromStart && !pass.anyFrame)
+        time = stream_->start_time != AV_NOPTS_VALUE ? stream_->start_time : 0;
+    pass.anyFrame = true;
+    const int64_t step = duration > 0 ? duration : framePeriod_;
+    pass.nextTime = time != AV_NOPTS_VALUE && step > 0 ? time + step : AV_NOPTS_VALUE;
     if (time == AV_NOPTS_VALUE) {
         // A frame without a time cannot be placed; it serves only while nothing better is known.
         if (!pass.best || pass.bestTime == AV_NOPTS_VALUE)
@@ -184,6 +234,10 @@ bool FrameFinder::decideOn(Pass& pass, Av::Frame& frame, int64_t target) const {
     }
     if (pass.earliestTime == AV_NOPTS_VALUE || time < pass.earliestTime)
         pass.earliestTime = time;
+    if (pass.keyTime != AV_NOPTS_VALUE && time < pass.keyTime) {
+        av_frame_unref(frame.get());
+        return false;
+    }
 
     if (time > target) {
         // The first frame is the answer for a target before it; otherwise the one before wins.
@@ -199,7 +253,7 @@ bool FrameFinder::decideOn(Pass& pass, Av::Frame& frame, int64_t target) const {
         pass.bestTime = time;
     }
     av_frame_unref(frame.get());
-    return time == target || (duration > 0 && time + duration > target);
+    return time == target;
 }
 
 }  // namespace Media
