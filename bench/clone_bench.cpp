@@ -73,7 +73,8 @@ void BM_CloneThroughArchive(benchmark::State& state) {
         Serialize::MemoryContent content;
         Serialize::ObjectStorage storage;
         const QByteArray xml = Serialize::writeArchive(*params.timeline, content);
-        auto copy = Serialize::readArchive(xml, QStringLiteral("clone"), content, storage, unbounded);
+        auto copy =
+            Serialize::readArchive(xml, QStringLiteral("clone"), content, storage, unbounded);
         benchmark::DoNotOptimize(copy.get());
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));

@@ -183,8 +183,8 @@ TEST(LargeTimeline, FormatterDestructorsNeverThrowAndLeaveNoTruncatedDocument) {
         QByteArray out;
         FailingReceiver receiver;
         EXPECT_EQ(TestSupport::errorFrom([&] {
-                      auto formatter = Serialize::MakeFormatter(out, receiver,
-                                                                Serialize::Format::Xml);
+                      auto formatter =
+                          Serialize::MakeFormatter(out, receiver, Serialize::Format::Xml);
                       Serialize::ISerializer::MakeSerializer(*formatter)->serialize(WithImage());
                   }),
                   "cannot store the image");

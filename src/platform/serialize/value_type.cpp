@@ -65,9 +65,9 @@ int formatDoubleTo(double value, char* out) {
         return literal(std::signbit(value) ? "-0" : "0");
 
     char scientific[40];
-    const auto end =
-        std::to_chars(scientific, scientific + sizeof scientific, value, std::chars_format::scientific)
-            .ptr;
+    const auto end = std::to_chars(scientific, scientific + sizeof scientific, value,
+                                   std::chars_format::scientific)
+                         .ptr;
     const char* p = scientific;
     char* o = out;
     if (*p == '-')

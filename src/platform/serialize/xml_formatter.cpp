@@ -1,6 +1,7 @@
 #include "platform/serialize/xml_formatter.h"
 
 #include <charconv>
+#include <exception>
 
 #include "platform/serialize/error.h"
 
@@ -8,7 +9,6 @@ namespace Serialize {
 namespace {
 
 constexpr size_t kFlushBytes = size_t(1) << 20;
-constexpr int kIndent = 4;
 
 qint64 g_archiveLimit = kMaxArchiveBytes;
 
@@ -64,7 +64,10 @@ std::unique_ptr<IFormatter> MakeFormatter(QByteArray& out, IContentReceiver& rec
 }
 
 XmlFormatter::XmlFormatter(QByteArray& out, IContentReceiver& receiver, qint64 maxBytes)
-    : m_out(out), m_receiver(receiver), m_maxBytes(maxBytes) {
+    : m_out(out),
+      m_receiver(receiver),
+      m_maxBytes(maxBytes),
+      m_exceptionsAtStart(std::uncaught_exceptions()) {
     m_out.clear();
     m_buffer.reserve(kFlushBytes + 4096);
     ascii("<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
@@ -76,6 +79,8 @@ XmlFormatter::XmlFormatter(QByteArray& out, IContentReceiver& receiver, qint64 m
 XmlFormatter::~XmlFormatter() {
     // A destructor runs while an exception unwinds too: it must not throw, and it must not leave
     // a truncated document that passes for a whole one.
+    if (std::uncaught_exceptions() > m_exceptionsAtStart)
+        m_failed = true;
     if (!m_finished && !m_failed) {
         try {
             finish();
@@ -189,15 +194,15 @@ void XmlFormatter::endArray() {
     endElementTag();
 }
 
-// Each start tag on a line of its own, indented by its depth; an element's end tag follows its
-// text directly, or stands on a line of its own after child elements.
+// Each start tag on a line of its own; an element's end tag follows its text directly, or stands on
+// a line of its own after child elements. Lines are not indented: a merged overlay's stored item
+// holds millions of elements, and indentation would more than double its size.
 void XmlFormatter::startElement(const QString& elementName, const char* type) {
     flushIfFull();
     closeStartTag();
     if (!m_open.empty())
         m_open.back().hasChildren = true;
     m_buffer.push_back('\n');
-    m_buffer.append(m_open.size() * kIndent, ' ');
     m_buffer.push_back('<');
     name(elementName);
     m_open.push_back({elementName, false});
@@ -242,10 +247,8 @@ void XmlFormatter::endElementTag() {
         m_inStartTag = false;
         return;
     }
-    if (element.hasChildren) {
+    if (element.hasChildren)
         m_buffer.push_back('\n');
-        m_buffer.append(m_open.size() * kIndent, ' ');
-    }
     ascii("</");
     name(element.name);
     m_buffer.push_back('>');

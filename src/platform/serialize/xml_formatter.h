@@ -10,15 +10,16 @@
 namespace Serialize {
 
 // Format 0: one element per key, the value type in the attribute "t", objects with their type name
-// in "class", arrays with their "count" and numbered elements <e n="1">... Indented by four spaces
-// per level, as docs/xml-format.md shows. Writes UTF-8 straight into a buffer that goes to the
-// byte array in large pieces.
+// in "class", arrays with their "count" and numbered elements <e n="1">... One element per line,
+// not indented (docs/xml-format.md). Writes UTF-8 straight into a buffer that goes to the byte
+// array in large pieces.
 class XmlFormatter : public IFormatter {
 public:
     // `maxBytes` bounds the document; more is a Serialize::Error ("the archive is too large").
     XmlFormatter(QByteArray& out, IContentReceiver& receiver, qint64 maxBytes = kMaxArchiveBytes);
-    // Completes the document unless finish() did; never throws. When completing fails, or writing
-    // failed before, the byte array is left empty rather than holding a truncated document.
+    // Completes the document unless finish() did; never throws. When completing fails, when
+    // writing failed before, or when an exception unwinds through the formatter's owner, the byte
+    // array is left empty rather than holding a truncated document.
     ~XmlFormatter() override;
 
     void key(const QString& name) override;
@@ -63,7 +64,8 @@ private:
     QByteArray& m_out;
     IContentReceiver& m_receiver;
     qint64 m_maxBytes;
-    std::string m_buffer;  // what has not yet gone to m_out
+    int m_exceptionsAtStart;  // uncaught exceptions at construction; more at destruction: failed
+    std::string m_buffer;     // what has not yet gone to m_out
     std::vector<Open> m_open;
     bool m_inStartTag = false;
     bool m_finished = false;
