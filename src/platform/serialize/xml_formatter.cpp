@@ -12,6 +12,11 @@ constexpr size_t kFlushBytes = size_t(1) << 20;
 
 qint64 g_archiveLimit = kMaxArchiveBytes;
 
+// ASCII that stands for itself in text and in attributes.
+bool isPlainAscii(ushort c) {
+    return c >= 0x20 && c < 0x80 && c != '<' && c != '>' && c != '&' && c != '"';
+}
+
 const char* typeAttribute(ValueType type) {
     switch (type) {
         case ValueType::Bool:
@@ -261,8 +266,11 @@ void XmlFormatter::text(const QString& value) {
 // Keys are checked XML names, ASCII only.
 void XmlFormatter::name(const QString& value) {
     const QChar* chars = value.constData();
+    const size_t at = m_buffer.size();
+    m_buffer.resize(at + size_t(value.size()));
+    char* out = &m_buffer[at];
     for (int i = 0, size = value.size(); i < size; ++i)
-        m_buffer.push_back(char(chars[i].unicode()));
+        out[i] = char(chars[i].unicode());
 }
 
 void XmlFormatter::ascii(const char* value) {
@@ -274,6 +282,19 @@ void XmlFormatter::escaped(const QString& value, bool inAttribute) {
     const int size = value.size();
     int i = 0;
     for (; i < size; ++i) {
+        // A run of plain ASCII goes in at once.
+        int end = i;
+        while (end < size && isPlainAscii(chars[end].unicode()))
+            ++end;
+        if (end > i) {
+            const size_t at = m_buffer.size();
+            m_buffer.resize(at + size_t(end - i));
+            for (int k = i; k < end; ++k)
+                m_buffer[at + size_t(k - i)] = char(chars[k].unicode());
+            i = end;
+            if (i == size)
+                break;
+        }
         const ushort c = chars[i].unicode();
         if (c >= 0x80)
             break;
