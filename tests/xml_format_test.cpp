@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <QLocale>
 #include <QPainter>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <random>
 
 #include "platform/serialize/archive.h"
 #include "platform/serialize/cloner.h"
@@ -10,6 +13,7 @@
 #include "platform/serialize/error.h"
 #include "platform/serialize/serializer.h"
 #include "platform/serialize/type_registry.h"
+#include "platform/serialize/value_type.h"
 
 namespace {
 
@@ -284,4 +288,58 @@ TEST(XmlFormat, EveryRegisteredTypeReportsItsRegisteredName) {
         ASSERT_NE(object, nullptr) << name;
         EXPECT_EQ(object->typeName(), name);
     }
+}
+
+TEST(XmlFormat, DoublesAreWrittenInQtsShortestFormAndIndentedArchivesReadTheSame) {
+    // The text of every double is the one QString::number(v, 'g', shortest) gives, which archives
+    // always held: decimal up to an exponent of digits + 4, scientific beyond and below 1e-4.
+    std::mt19937_64 random(12);
+    std::vector<double> values = {1e-5,
+                                  1e-4,
+                                  100000,
+                                  1e6,
+                                  1.5e6,
+                                  1.5e7,
+                                  123456700000.0,
+                                  1e21,
+                                  5e-324,
+                                  2.2250738585072014e-308,
+                                  1.7976931348623157e308};
+    for (int i = 0; i < 200000; ++i) {
+        const quint64 bits = random();
+        double value;
+        std::memcpy(&value, &bits, sizeof value);
+        if (std::isfinite(value) && value != 0)
+            values.push_back(value);
+        values.push_back(double(qint64(bits >> 20)) / 1000.0);
+    }
+    for (double value : values)
+        ASSERT_EQ(Serialize::formatDouble(value),
+                  QString::number(value, 'g', QLocale::FloatingPointShortest));
+
+    // Archives are written without indentation; an indented one reads the same.
+    Sample sample;
+    sample.number = 0.1;
+    sample.list = {"a", "b"};
+    sample.text = "  spaced  ";
+    Serialize::MemoryContent content;
+    const QByteArray flat = Serialize::writeArchive(sample, content);
+    EXPECT_FALSE(flat.contains("\n "));
+    QByteArray indented;
+    int depth = 0;
+    for (const QByteArray& line : flat.split('\n')) {
+        if (line.startsWith("</"))
+            --depth;
+        indented += QByteArray(4 * std::max(depth, 0), ' ') + line + '\n';
+        if (line.startsWith('<') && !line.startsWith("</") && !line.startsWith("<?") &&
+            !line.endsWith("/>") && !line.contains("</"))
+            ++depth;
+    }
+    Serialize::ObjectStorage storage;
+    const Sample back = readBack(indented, content, storage);
+    EXPECT_EQ(back.text, sample.text);
+    EXPECT_EQ(back.list, sample.list);
+    EXPECT_EQ(back.number, 0.1);
+    EXPECT_TRUE(indented.contains("\n                <Data t=\"str\">a</Data>"))
+        << indented.toStdString();
 }

@@ -192,9 +192,25 @@ private:
 
     Transformation::Envelope envelope(JsonFields& fields, const QString& field) {
         Transformation::Envelope envelope;
-        forEachObject(fields, field, false, [&](JsonFields& key, int) {
+        const QJsonArray keys = fields.array(field);
+        for (int i = 0; i < keys.size(); ++i) {
+            const QJsonValue entry = keys.at(i);
+            double step = 0;
             Transformation::Object value;
-            const double step = key.requiredNumber(QStringLiteral("step"));
+            // Keys are most of a large timeline: a key of known numbers in order is taken as it
+            // is; anything else is read field by field, for the message that names its place.
+            if (entry.isObject() && plainKey(entry.toObject(), &step, &value) &&
+                (envelope.keys.empty() || step >= envelope.keys.back().step)) {
+                envelope.keys.emplace_back(step, value);
+                continue;
+            }
+            const QString place = fields.where(element(field, i));
+            if (!entry.isObject())
+                throw Error(QStringLiteral("%1: expected an object, found %2")
+                                .arg(place, jsonTypeName(entry)));
+            value = Transformation::Object();
+            JsonFields key(entry.toObject(), place);
+            step = key.requiredNumber(QStringLiteral("step"));
             // Envelopes look keys up by step, so they must come in order.
             if (!envelope.keys.empty() && step < envelope.keys.back().step)
                 key.fail(QStringLiteral("step"),
@@ -208,8 +224,41 @@ private:
             value.rotation = key.number(QStringLiteral("rotation"), value.rotation);
             value.opacity = key.number(QStringLiteral("opacity"), value.opacity);
             envelope.keys.emplace_back(step, value);
-        });
+            key.finish();
+        }
         return envelope;
+    }
+
+    // Reads a key whose fields are all known and all numbers, with a step; false otherwise.
+    static bool plainKey(const QJsonObject& key, double* step, Transformation::Object* value) {
+        bool haveStep = false;
+        for (auto it = key.constBegin(); it != key.constEnd(); ++it) {
+            const QJsonValue number = it.value();
+            if (!number.isDouble())
+                return false;
+            const QString name = it.key();
+            double* target = nullptr;
+            if (name == QLatin1String("step")) {
+                target = step;
+                haveStep = true;
+            } else if (name == QLatin1String("x")) {
+                target = &value->x;
+            } else if (name == QLatin1String("y")) {
+                target = &value->y;
+            } else if (name == QLatin1String("scaleX")) {
+                target = &value->scaleX;
+            } else if (name == QLatin1String("scaleY")) {
+                target = &value->scaleY;
+            } else if (name == QLatin1String("rotation")) {
+                target = &value->rotation;
+            } else if (name == QLatin1String("opacity")) {
+                target = &value->opacity;
+            } else {
+                return false;
+            }
+            *target = number.toDouble();
+        }
+        return haveStep;
     }
 
     QString resolve(const QString& path) const {

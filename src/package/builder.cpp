@@ -63,7 +63,8 @@ void Builder::writeConfig(Package::Object* package, const QString& uuid) {
     const qint64 size = FS::pathSize(folder);
     PresetWriter presetWriter(writer, m_descriptionRules, m_manifestName, size, uuid);
     const QByteArray content =
-        Serialize::writeArchive(*package, presetWriter, Serialize::Format::Xml);
+        Serialize::writeArchive(*package, presetWriter, Serialize::Format::Xml,
+                                folder + QLatin1Char('/') + m_descriptionRules.contentFile);
     presetWriter.contentWriter()->writeContent(m_descriptionRules.contentFile, content);
 }
 

@@ -33,7 +33,8 @@ bool storeArchive(const QString& folder, const Serialize::ISerializable& object)
     auto writer = std::make_shared<FlatWriter>(folder);
     ItemContentReceiver receiver(writer);
     try {
-        const QByteArray data = Serialize::writeArchive(object, receiver);
+        const QByteArray data = Serialize::writeArchive(object, receiver, Serialize::Format::Xml,
+                                                        folder + QLatin1Char('/') + itemFileName);
         writer->writeContent(itemFileName, data);
     } catch (const Error&) {
         return false;

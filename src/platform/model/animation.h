@@ -31,6 +31,9 @@ public:
         return "Animation::KeyValue<" + T::staticTypeName() + ">";
     }
     std::string typeName() const override { return NameInArchive(); }
+    std::unique_ptr<Serialize::ISerializable> deepCopy() const override {
+        return std::make_unique<KeyValue>(*this);
+    }
 
     void Serialize(Serialize::ISerializer& s) const override {
         s.write("step", step);
@@ -96,6 +99,9 @@ public:
         return "Animation::Item<" + ValueType::staticTypeName() + ">";
     }
     std::string typeName() const override { return NameInArchive(); }
+    std::unique_ptr<Serialize::ISerializable> deepCopy() const override {
+        return std::make_unique<Item>(*this);
+    }
 
     void Serialize(Serialize::ISerializer& s) const override {
         s.write("defaultValue", &defaultValue);

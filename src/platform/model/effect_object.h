@@ -22,6 +22,9 @@ public:
 
     static std::string staticTypeName() { return "Effect::Object"; }
     std::string typeName() const override { return staticTypeName(); }
+    std::unique_ptr<Serialize::ISerializable> deepCopy() const override {
+        return std::make_unique<Object>(*this);
+    }
     void Serialize(Serialize::ISerializer& serializer) const override;
     void Deserialize(Serialize::IDeserializer& deserializer) override;
 };

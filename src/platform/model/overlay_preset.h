@@ -34,6 +34,9 @@ public:
 
     static std::string staticTypeName() { return "Overlay::Item"; }
     std::string typeName() const override { return staticTypeName(); }
+    std::unique_ptr<Serialize::ISerializable> deepCopy() const override {
+        return std::make_unique<Item>(*this);
+    }
     void Serialize(Serialize::ISerializer& serializer) const override;
     void Deserialize(Serialize::IDeserializer& deserializer) override;
 };
@@ -54,6 +57,9 @@ public:
 
     static std::string staticTypeName() { return "Overlay::Preset"; }
     std::string typeName() const override { return staticTypeName(); }
+    std::unique_ptr<Serialize::ISerializable> deepCopy() const override {
+        return std::make_unique<Preset>(*this);
+    }
     void Serialize(Serialize::ISerializer& serializer) const override;
     void Deserialize(Serialize::IDeserializer& deserializer) override;
 };

@@ -14,7 +14,7 @@ Clip::Clip(const Clip& other)
       track(other.track),
       timing(other.timing),
       media(other.media) {
-    // Effects are of many types; cloning through their serialization copies any of them.
+    // Effects are of many types; the cloner copies any of them.
     const Serialize::Cloner cloner;
     for (const auto& effect : other.m_effects) {
         std::unique_ptr<Serialize::ISerializable> copy = cloner.cloneOwned(effect.get());

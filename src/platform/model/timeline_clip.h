@@ -89,6 +89,9 @@ public:
 
     static std::string staticTypeName() { return "Timeline::Clip"; }
     std::string typeName() const override { return staticTypeName(); }
+    std::unique_ptr<Serialize::ISerializable> deepCopy() const override {
+        return std::make_unique<Clip>(*this);
+    }
     void Serialize(Serialize::ISerializer& serializer) const override;
     void Deserialize(Serialize::IDeserializer& deserializer) override;
 

@@ -18,6 +18,9 @@ public:
 
     static std::string staticTypeName() { return "Transformation::Object"; }
     std::string typeName() const override { return staticTypeName(); }
+    std::unique_ptr<Serialize::ISerializable> deepCopy() const override {
+        return std::make_unique<Object>(*this);
+    }
     void Serialize(Serialize::ISerializer& serializer) const override;
     void Deserialize(Serialize::IDeserializer& deserializer) override;
 

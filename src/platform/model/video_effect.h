@@ -20,6 +20,9 @@ public:
 
     static std::string staticTypeName() { return "Effect::VideoEffect"; }
     std::string typeName() const override { return staticTypeName(); }
+    std::unique_ptr<Serialize::ISerializable> deepCopy() const override {
+        return std::make_unique<VideoEffect>(*this);
+    }
     void Serialize(Serialize::ISerializer& serializer) const override;
     void Deserialize(Serialize::IDeserializer& deserializer) override;
 };
@@ -34,6 +37,9 @@ public:
 
     static std::string staticTypeName() { return "Effect::Lut"; }
     std::string typeName() const override { return staticTypeName(); }
+    std::unique_ptr<Serialize::ISerializable> deepCopy() const override {
+        return std::make_unique<Lut>(*this);
+    }
     void Serialize(Serialize::ISerializer& serializer) const override;
     void Deserialize(Serialize::IDeserializer& deserializer) override;
 };
@@ -48,6 +54,9 @@ public:
 
     static std::string staticTypeName() { return "Effect::PictureInPicture"; }
     std::string typeName() const override { return staticTypeName(); }
+    std::unique_ptr<Serialize::ISerializable> deepCopy() const override {
+        return std::make_unique<PictureInPicture>(*this);
+    }
     void Serialize(Serialize::ISerializer& serializer) const override;
     void Deserialize(Serialize::IDeserializer& deserializer) override;
 };

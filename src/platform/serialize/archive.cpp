@@ -5,25 +5,31 @@
 
 namespace Serialize {
 
-QByteArray writeArchive(const ISerializable& root, IContentReceiver& receiver, Format format) {
+QByteArray writeArchive(const ISerializable& root, IContentReceiver& receiver, Format format,
+                        const QString& targetName) {
     QByteArray data;
-    {
-        // The formatter completes the document when it is destroyed.
+    try {
         std::unique_ptr<IFormatter> formatter = MakeFormatter(data, receiver, format);
         ISerializer::MakeSerializer(*formatter)->serialize(root);
+        formatter->finish();
+    } catch (const Error& error) {
+        if (targetName.isEmpty() || !error.source().isEmpty())
+            throw;
+        throw Error(targetName, 0, QString(), QString::fromStdString(error.what()));
     }
     return data;
 }
 
 void readArchive(const QByteArray& data, const QString& sourceName, ISerializable& root,
-                 IContentSource& source, ObjectStorage& storage) {
-    const Node tree = parseXml(data, sourceName);
+                 IContentSource& source, ObjectStorage& storage, const ParseLimits& limits) {
+    const Node tree = parseXml(data, sourceName, limits);
     IDeserializer::MakeDeserializer(tree, source, storage, sourceName)->deserialize(root);
 }
 
 std::unique_ptr<ISerializable> readArchive(const QByteArray& data, const QString& sourceName,
-                                           IContentSource& source, ObjectStorage& storage) {
-    const Node tree = parseXml(data, sourceName);
+                                           IContentSource& source, ObjectStorage& storage,
+                                           const ParseLimits& limits) {
+    const Node tree = parseXml(data, sourceName, limits);
     return IDeserializer::MakeDeserializer(tree, source, storage, sourceName)->deserialize();
 }
 

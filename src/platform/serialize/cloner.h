@@ -7,7 +7,11 @@
 
 namespace Serialize {
 
-// Deep-copies objects through their own serialization, so a clone shares nothing with its source.
+// Deep-copies objects, so a clone shares nothing with its source: through the object's own
+// deepCopy() where its type offers one, otherwise through its serialization. A clone is not input
+// from outside, so it is not bounded by the limits that reading an archive applies (depth, number
+// of values). Throws what copying or serializing the object throws (std::bad_alloc,
+// Serialize::Error).
 class Cloner {
 public:
     // Returns a clone owned by `storage`, or null for a null source.
@@ -21,6 +25,13 @@ public:
     T* clone(const T* source, ObjectStorage& storage) const {
         return dynamic_cast<T*>(cloneImpl(source, storage));
     }
+
+private:
+    // The object's own deep copy, or null when its type has none.
+    static std::unique_ptr<ISerializable> ownCopy(const ISerializable& source);
+    // A copy through the serialization; parts that records keep by pointer go to `storage`.
+    static std::unique_ptr<ISerializable> archiveCopy(const ISerializable& source,
+                                                      ObjectStorage& storage);
 };
 
 }  // namespace Serialize

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 namespace Serialize {
@@ -16,6 +17,12 @@ public:
     virtual std::string typeName() const = 0;
     virtual void Serialize(ISerializer& serializer) const = 0;
     virtual void Deserialize(IDeserializer& deserializer) = 0;
+
+    // A deep copy made without the archive, by the types whose copy constructor shares nothing
+    // with its source; null (the default) for the others, which Serialize::Cloner copies through
+    // their serialization. A copy must be of the same type, so every subclass of a type that
+    // overrides this overrides it too (the cloner falls back to the serialization otherwise).
+    virtual std::unique_ptr<ISerializable> deepCopy() const { return nullptr; }
 
 protected:
     ISerializable() = default;

@@ -1,16 +1,27 @@
 #include "platform/serialize/serializer.h"
 
-#include <QRegularExpression>
+#include <charconv>
 #include <vector>
 
 #include "platform/serialize/error.h"
 
 namespace Serialize {
 
+// [A-Za-z_][A-Za-z0-9_.-]*, not starting with "xml" in any case. Checked for every value written,
+// so by hand rather than by a regular expression.
 bool isValidKey(const QString& name) {
-    static const QRegularExpression pattern(QStringLiteral("^[A-Za-z_][A-Za-z0-9_.-]*$"));
-    return pattern.match(name).hasMatch() &&
-           !name.startsWith(QLatin1String("xml"), Qt::CaseInsensitive);
+    const QChar* chars = name.constData();
+    const int size = name.size();
+    if (size == 0)
+        return false;
+    for (int i = 0; i < size; ++i) {
+        const ushort c = chars[i].unicode();
+        const bool letter = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+        const bool later = (c >= '0' && c <= '9') || c == '.' || c == '-';
+        if (!letter && (i == 0 || !later))
+            return false;
+    }
+    return !name.startsWith(QLatin1String("xml"), Qt::CaseInsensitive);
 }
 
 namespace {
@@ -46,11 +57,19 @@ public:
     }
 
     void writeBool(bool value) override {
-        scalar(ValueType::Bool, value ? QStringLiteral("true") : QStringLiteral("false"));
+        takeKey();
+        if (value)
+            m_formatter.asciiScalar(ValueType::Bool, "true", 4);
+        else
+            m_formatter.asciiScalar(ValueType::Bool, "false", 5);
     }
-    void writeInt32(qint32 value) override { scalar(ValueType::Int32, QString::number(value)); }
-    void writeInt64(qint64 value) override { scalar(ValueType::Int64, QString::number(value)); }
-    void writeDouble(double value) override { scalar(ValueType::Double, formatDouble(value)); }
+    void writeInt32(qint32 value) override { integer(ValueType::Int32, value); }
+    void writeInt64(qint64 value) override { integer(ValueType::Int64, value); }
+    void writeDouble(double value) override {
+        takeKey();
+        char text[kMaxDoubleText];
+        m_formatter.asciiScalar(ValueType::Double, text, formatDoubleTo(value, text));
+    }
     void writeString(const QString& value) override { scalar(ValueType::String, value); }
     void writeImage(const Types::Image& value) override {
         takeKey();
@@ -134,6 +153,13 @@ private:
         if (!m_keyPending)
             throw Error(QStringLiteral("value written without announcing its key"));
         m_keyPending = false;
+    }
+
+    void integer(ValueType type, qint64 value) {
+        takeKey();
+        char text[24];
+        const char* end = std::to_chars(text, text + sizeof text, value).ptr;
+        m_formatter.asciiScalar(type, text, int(end - text));
     }
 
     void scalar(ValueType type, const QString& text) {

@@ -1,7 +1,11 @@
 #include "platform/serialize/value_type.h"
 
 #include <QLocale>
+#include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
 
 namespace Serialize {
@@ -40,13 +44,70 @@ bool valueTypeFromName(const QString& name, ValueType* type) {
 }
 
 QString formatDouble(double value) {
+    char text[kMaxDoubleText];
+    return QString::fromLatin1(text, formatDoubleTo(value, text));
+}
+
+// The shortest digits come from std::to_chars; they are laid out as QString::number(value, 'g',
+// QLocale::FloatingPointShortest) lays them out (decimal unless the exponent is below -4 or at
+// least the digit count plus 5), so archives read the same as they always did.
+int formatDoubleTo(double value, char* out) {
+    const auto literal = [out](const char* text) {
+        const int size = int(std::strlen(text));
+        std::memcpy(out, text, size_t(size));
+        return size;
+    };
     if (std::isnan(value))
-        return QStringLiteral("nan");
+        return literal("nan");
     if (std::isinf(value))
-        return value > 0 ? QStringLiteral("inf") : QStringLiteral("-inf");
-    if (value == 0 && std::signbit(value))
-        return QStringLiteral("-0");
-    return QString::number(value, 'g', QLocale::FloatingPointShortest);
+        return literal(value > 0 ? "inf" : "-inf");
+    if (value == 0)
+        return literal(std::signbit(value) ? "-0" : "0");
+
+    char scientific[40];
+    const auto end = std::to_chars(scientific, scientific + sizeof scientific, value,
+                                   std::chars_format::scientific)
+                         .ptr;
+    const char* p = scientific;
+    char* o = out;
+    if (*p == '-')
+        *o++ = *p++;
+    char digits[24];
+    int count = 0;
+    for (; *p != 'e'; ++p) {
+        if (*p != '.')
+            digits[count++] = *p;
+    }
+    int exponent = 0;
+    std::from_chars(p + (p[1] == '+' ? 2 : 1), end, exponent);
+
+    if (exponent < -4 || exponent >= count + 5) {
+        *o++ = digits[0];
+        if (count > 1) {
+            *o++ = '.';
+            o = std::copy(digits + 1, digits + count, o);
+        }
+        *o++ = 'e';
+        *o++ = exponent < 0 ? '-' : '+';
+        const int magnitude = std::abs(exponent);
+        if (magnitude < 10)
+            *o++ = '0';
+        o = std::to_chars(o, o + 4, magnitude).ptr;
+    } else if (exponent < 0) {
+        *o++ = '0';
+        *o++ = '.';
+        o = std::fill_n(o, -exponent - 1, '0');
+        o = std::copy(digits, digits + count, o);
+    } else {
+        const int whole = exponent + 1;
+        for (int i = 0; i < whole; ++i)
+            *o++ = i < count ? digits[i] : '0';
+        if (count > whole) {
+            *o++ = '.';
+            o = std::copy(digits + whole, digits + count, o);
+        }
+    }
+    return int(o - out);
 }
 
 bool parseDouble(const QString& text, double* value) {

@@ -25,6 +25,9 @@ bool valueTypeFromName(const QString& name, ValueType* type);
 
 // Exact text forms of numbers: doubles in their shortest exact form, "inf", "-inf" and "nan".
 QString formatDouble(double value);
+// The same text written into `out`, which has room for kMaxDoubleText bytes; returns its length.
+constexpr int kMaxDoubleText = 32;
+int formatDoubleTo(double value, char* out);
 bool parseDouble(const QString& text, double* value);
 
 }  // namespace Serialize
