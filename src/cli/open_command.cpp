@@ -5,7 +5,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 
 #include "cli/cli_error.h"
@@ -14,6 +14,8 @@
 #include "package/components/overlays/finalize_overlay.h"
 #include "package/extractor/extractor.h"
 #include "platform/bundle/package_reader.h"
+#include "platform/fs/atomic_file.h"
+#include "platform/fs/temporary_paths.h"
 #include "platform/model/timeline_object.h"
 
 namespace Cli {
@@ -33,12 +35,6 @@ QString contentTypeName(const std::optional<Package::Extractor::ContentType>& ty
             return QStringLiteral("intermediate overlay");
     }
     return QString::number(qint32(*type));
-}
-
-void writeFile(const QString& path, const QByteArray& data) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
-        throw Error(QStringLiteral("%1: cannot write: %2").arg(path, file.errorString()));
 }
 
 // The files that a reopened context would make a rebuild read from outside the package's folder:
@@ -105,7 +101,14 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
 
     const QString packagePath = existingPackage(parser.positionalArguments().front());
     const QString folder = QFileInfo(parser.value(intoOption)).absoluteFilePath();
+    const bool folderExisted = QFileInfo::exists(folder);
     const Package::Object object = unpack(packagePath, folder);
+    // A command that fails leaves no half: what it unpacked goes, and a folder it was given stays.
+    auto dropUnpacked = qScopeGuard([&] {
+        FS::removeAllAt(folder);
+        if (folderExisted)
+            QDir().mkdir(folder);
+    });
     const auto type = Package::Extractor::extractContentType(&object);
     const Package::AnyBuildContext context = Package::Extractor::extractBuildContext(&object);
 
@@ -115,12 +118,16 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
             recipeFile.completeBaseName() + QStringLiteral(".timeline.json");
         refuseFilesOutside(context, folder, packagePath);
         const ContextReport::Recipe recipe = ContextReport::toRecipe(context, timelineName);
+        // Both or neither: a recipe must not name a timeline that was not written.
+        QList<QPair<QString, QByteArray>> files;
         if (!recipe.timeline.isEmpty())
-            writeFile(recipeFile.absoluteDir().filePath(timelineName), recipe.timeline);
-        writeFile(recipeFile.absoluteFilePath(), recipe.json);
+            files.append({recipeFile.absoluteDir().filePath(timelineName), recipe.timeline});
+        files.append({recipeFile.absoluteFilePath(), recipe.json});
+        FS::writeFilesAtomically(files);
         for (const QString& line : recipe.omitted)
             err << "packwright: warning: " << timelineName << ": " << line << "\n";
     }
+    dropUnpacked.dismiss();
 
     const QString typeName = contentTypeName(type);
     if (parser.isSet(jsonOption)) {

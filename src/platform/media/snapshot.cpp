@@ -1,12 +1,12 @@
 #include "platform/media/snapshot.h"
 
 #include <QFile>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <new>
 #include <stdexcept>
 
+#include "platform/fs/atomic_file.h"
 #include "platform/media/core_parser.h"
 #include "platform/media/frame_finder.h"
 #include "platform/media/stream_reader_impl.h"
@@ -141,9 +141,7 @@ void Snapshot::write(const std::string& sourcePath, qint64 timeMs, const std::st
         throw std::runtime_error("Can not decode video stream to make snapshot");
 
     // Opened before decoding, so that a bad output path fails at once.
-    QSaveFile file(output);
-    if (!file.open(QIODevice::WriteOnly))
-        fail("Can not write snapshot", output, file.errorString().toStdString());
+    FS::AtomicFile file(output, QStringLiteral("snapshot"));
 
     const qint64 clamped = std::clamp(timeMs, -kMaxTimeMs, kMaxTimeMs);
     const Av::Frame picture =
@@ -158,9 +156,8 @@ void Snapshot::write(const std::string& sourcePath, qint64 timeMs, const std::st
     }
     const Av::Packet png = encodePng(*rgb, output);
 
-    if (file.write(reinterpret_cast<const char*>(png->data), png->size) != png->size ||
-        !file.commit())
-        fail("Can not write snapshot", output, file.errorString().toStdString());
+    file.append(reinterpret_cast<const char*>(png->data), png->size);
+    file.commit();
 }
 
 }  // namespace Media
