@@ -288,7 +288,11 @@ void packInPlace(const QString& path, const PackOptions& options) {
     const QString target = QDir::cleanPath(path);
     const QString packed = FS::temporarySibling(target, QStringLiteral("packed"));
     const FS::TemporaryPath packedRegistration(packed);
-    compressAll(packed, path, options);  // leaves nothing behind on failure
+    try {
+        compressAll(packed, path, options);  // leaves nothing behind on failure
+    } catch (const FS::Error& error) {
+        throw FS::Error(error.action(), path, error.code());  // the user knows no temporary
+    }
     const QString aside = FS::temporarySibling(target, QStringLiteral("aside"));
     const FS::TemporaryPath asideRegistration(aside);
     FS::Env& env = FS::Env::current();
