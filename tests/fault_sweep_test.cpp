@@ -47,7 +47,8 @@ std::map<QString, QByteArray> tree(const QString& folder) {
     while (it.hasNext()) {
         const QString path = it.next();
         const QString name = QDir(folder).relativeFilePath(path);
-        entries[name] = it.fileInfo().isDir() ? QByteArray("<folder>") : TestSupport::readFile(path);
+        entries[name] =
+            it.fileInfo().isDir() ? QByteArray("<folder>") : TestSupport::readFile(path);
     }
     return entries;
 }
@@ -97,9 +98,10 @@ protected:
 
     QString writeRecipe(const QString& name, const QByteArray& components) {
         const QString path = src_ + QLatin1Char('/') + name;
-        TestSupport::writeFile(path, "{\"name\": \"Sweep\", \"preview\": \"preview.png\", "
-                                     "\"components\": [" +
-                                         components + "]}");
+        TestSupport::writeFile(path,
+                               "{\"name\": \"Sweep\", \"preview\": \"preview.png\", "
+                               "\"components\": [" +
+                                   components + "]}");
         return path;
     }
 
@@ -132,16 +134,20 @@ protected:
             const QStringList lines = failed.errors.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
             EXPECT_EQ(lines.size(), 1) << what << "\n" << failed.errors.toStdString();
             EXPECT_TRUE(failed.errors.startsWith(QLatin1String("packwright: error: ")))
-                << what << "\n" << failed.errors.toStdString();
+                << what << "\n"
+                << failed.errors.toStdString();
             EXPECT_TRUE(failed.errors.contains(root_.path() + QLatin1Char('/')))
-                << what << "\n" << failed.errors.toStdString();
-            EXPECT_TRUE(failed.errors.contains(reason)) << what << "\n" << failed.errors.toStdString();
+                << what << "\n"
+                << failed.errors.toStdString();
+            EXPECT_TRUE(failed.errors.contains(reason)) << what << "\n"
+                                                        << failed.errors.toStdString();
             const auto after = tree(out_);
             EXPECT_EQ(names(after), names(before)) << what;
             EXPECT_TRUE(after == before) << what << ": a file that was there changed";
             EXPECT_TRUE(tree(src_) == sources) << what << ": a source changed";
             EXPECT_EQ(names(tree(tmp_)), "") << what;
-            EXPECT_EQ(FS::TemporaryPaths::registered().join(QLatin1Char(' ')).toStdString(), "") << what;
+            EXPECT_EQ(FS::TemporaryPaths::registered().join(QLatin1Char(' ')).toStdString(), "")
+                << what;
             if (HasFailure())
                 return;  // one broken case says enough; the rest would repeat it
         }
@@ -186,9 +192,10 @@ TEST_F(FaultSweep, OpenRecipeReplacesBothFilesOrNeither) {
               0);
     const QString into = out_ + QStringLiteral("/opened");
     const QString recipe = out_ + QStringLiteral("/again.json");
-    const QStringList command = {QStringLiteral("open"), src_ + QStringLiteral("/editable.qpack"),
-                                 QStringLiteral("--into"), into, QStringLiteral("--recipe"),
-                                 recipe};
+    const QStringList command = {
+        QStringLiteral("open"),     src_ + QStringLiteral("/editable.qpack"),
+        QStringLiteral("--into"),   into,
+        QStringLiteral("--recipe"), recipe};
     const auto reset = [&] {
         FS::removeAllAt(into);
         TestSupport::writeFile(recipe, "the recipe of yesterday");

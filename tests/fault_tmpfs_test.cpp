@@ -35,14 +35,16 @@ TEST(FullDisk, BuildFailsNamingTheFileAndLeavesNothing) {
     } cases[] = {{"512k", "/tmp/"}, {"1600k", "/out/big.qpack"}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.size);
-        const QString script = QStringLiteral(
-            R"(mount -t tmpfs -o size=%1 packwright-test "$1" 2>"$2/mount.err" || exit 77
+        const QString script =
+            QStringLiteral(
+                R"(mount -t tmpfs -o size=%1 packwright-test "$1" 2>"$2/mount.err" || exit 77
 mkdir "$1/tmp" "$1/out" && mkdir -m 700 "$2/runtime"
 XDG_RUNTIME_DIR="$2/runtime" TMPDIR="$1/tmp" "$3" build "$2/src/recipe.json" -o "$1/out/big.qpack" --strict >"$2/build.out" 2>"$2/build.err"
 echo $? >"$2/build.code"
 ls -A "$1/tmp" "$1/out" >"$2/left.txt"
 rmdir "$2/runtime"
-)").arg(QLatin1String(c.size));
+)")
+                .arg(QLatin1String(c.size));
         QString output;
         const int code = TestSupport::run(
             QStringLiteral("unshare"),
@@ -54,8 +56,10 @@ rmdir "$2/runtime"
             GTEST_SKIP() << "cannot mount a tmpfs here (needs root and a mount namespace): "
                          << output.toStdString()
                          << TestSupport::readFile(root.filePath("mount.err")).toStdString();
-        const QString errors = QString::fromLocal8Bit(TestSupport::readFile(root.filePath("build.err")));
-        EXPECT_EQ(TestSupport::readFile(root.filePath("build.code")).trimmed(), "1") << errors.toStdString();
+        const QString errors =
+            QString::fromLocal8Bit(TestSupport::readFile(root.filePath("build.err")));
+        EXPECT_EQ(TestSupport::readFile(root.filePath("build.code")).trimmed(), "1")
+            << errors.toStdString();
         EXPECT_TRUE(errors.startsWith(QStringLiteral("packwright: error: cannot ")))
             << errors.toStdString();
         EXPECT_TRUE(errors.contains(disk + QLatin1String(c.failing))) << errors.toStdString();

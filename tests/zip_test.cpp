@@ -300,8 +300,7 @@ TEST_F(ZipTest, AFailingDiskLeavesEverythingAsItWas) {
          "out/new.qpack"},
         {"a package replaced", [&] { Zip::compressAll(path("out/old.qpack"), path("src")); },
          "out/old.qpack"},
-        {"a folder into its own path", [&] { Zip::compressAll(path("src"), path("src")); },
-         "src"},
+        {"a folder into its own path", [&] { Zip::compressAll(path("src"), path("src")); }, "src"},
         {"an empty folder", [&] { Zip::compressAll(path("out/empty.qpack"), path("src/empty")); },
          "out/empty.qpack"},
         {"an unpack", [&] { Zip::extractAll(path("packed.qpack"), path("out/unpacked")); },
@@ -336,7 +335,8 @@ TEST_F(ZipTest, AFailingDiskLeavesEverythingAsItWas) {
                     error = e.what();
                 }
                 EXPECT_TRUE(env.failed()) << n;
-                EXPECT_THAT(error, HasSubstr(path(c.named).toStdString())) << env.failure().toStdString();
+                EXPECT_THAT(error, HasSubstr(path(c.named).toStdString()))
+                    << env.failure().toStdString();
                 EXPECT_THAT(error, HasSubstr(std::strerror(code))) << env.failure().toStdString();
                 EXPECT_EQ(tree(dir.path()), whole) << env.failure().toStdString();
                 EXPECT_EQ(readFile(path("out/old.qpack")), "the previous package");

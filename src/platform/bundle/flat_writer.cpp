@@ -1,6 +1,5 @@
 #include "platform/bundle/flat_writer.h"
 
-
 #include "platform/bundle/bundle_error.h"
 #include "platform/fs/atomic_file.h"
 

@@ -95,8 +95,8 @@ public:
     // Moves the staged tree onto the target; an empty folder there is replaced. Returns 0 or the
     // system's error.
     int commit(const QByteArray& target) {
-        const int code = FS::Env::current().rename(QFile::decodeName(path_),
-                                                   QFile::decodeName(target));
+        const int code =
+            FS::Env::current().rename(QFile::decodeName(path_), QFile::decodeName(target));
         if (code != 0)
             return code;
         path_.clear();
@@ -196,8 +196,7 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
         // Failures of the disk name the file as it will be called once unpacked.
         const QString finalPath = QFile::decodeName(target + '/' + path);
         std::unique_ptr<FS::WritableFile> out;
-        if (const int code =
-                FS::Env::current().newWritableFile(QFile::decodeName(outPath), &out)) {
+        if (const int code = FS::Env::current().newWritableFile(QFile::decodeName(outPath), &out)) {
             // A name the file system refuses is the archive's problem; a full disk is not.
             if (code == ENOSPC || code == EDQUOT || code == EIO || code == EROFS)
                 throw FS::Error(QStringLiteral("create"), finalPath, code);

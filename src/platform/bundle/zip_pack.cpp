@@ -279,9 +279,8 @@ void collect(const Packer& packer, const QByteArray& root, const QByteArray& rel
 // libzip removes an archive that ends up with no entries instead of writing one.
 void writeEmptyArchive(const QString& packagePath) {
     static const char kEndOfCentralDirectory[22] = {0x50, 0x4b, 0x05, 0x06};
-    FS::writeFileAtomically(packagePath,
-                            QByteArray::fromRawData(kEndOfCentralDirectory,
-                                                    sizeof kEndOfCentralDirectory));
+    FS::writeFileAtomically(packagePath, QByteArray::fromRawData(kEndOfCentralDirectory,
+                                                                 sizeof kEndOfCentralDirectory));
 }
 
 void packInPlace(const QString& path, const PackOptions& options) {
@@ -298,8 +297,7 @@ void packInPlace(const QString& path, const PackOptions& options) {
     FS::Env& env = FS::Env::current();
     if (const int code = env.rename(target, aside)) {
         FS::removeAllAt(packed);
-        throw FS::Error(QStringLiteral("move aside the folder"),
-                        path, code);
+        throw FS::Error(QStringLiteral("move aside the folder"), path, code);
     }
     if (const int code = env.rename(packed, target)) {
         env.rename(aside, target);

@@ -165,7 +165,6 @@ void writeFileAtomically(const QString& path, const QByteArray& data) {
     file.commit();
 }
 
-
 void writeFilesAtomically(const QList<QPair<QString, QByteArray>>& files) {
     std::vector<std::unique_ptr<AtomicFile>> written;
     for (const auto& file : files) {

@@ -84,9 +84,9 @@ public:
     }
 
     int syncFolder(const QString& folder) override {
-        const int fd = ::open(QFile::encodeName(folder.isEmpty() ? QStringLiteral(".") : folder)
-                                  .constData(),
-                              O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        const int fd =
+            ::open(QFile::encodeName(folder.isEmpty() ? QStringLiteral(".") : folder).constData(),
+                   O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         if (fd < 0)
             return errno;
         int result;
