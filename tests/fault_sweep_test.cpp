@@ -84,7 +84,8 @@ protected:
         ASSERT_EQ(QDir::tempPath(), tmp_);
         for (const char* file :
              {"preview.png", "effects/warm-afternoon.cube", "effects/soft-vignette.frag",
-              "effects/grain.png", "media/sunset.jpg", "media/beach.mp4", "media/title.json"})
+              "effects/grain.png", "media/sunset.jpg", "media/beach.mp4", "media/title.json",
+              "media/intro.json"})
             TestSupport::writeFile(src_ + QLatin1Char('/') + QLatin1String(file),
                                    TestSupport::readFile(kExamples + QLatin1String(file)));
     }
@@ -165,7 +166,8 @@ const QByteArray kComponents = R"(
      "auxImage": "effects/grain.png"},
     {"kind": "import", "title": "Sunset", "file": "media/sunset.jpg", "importKind": "image"},
     {"kind": "overlay", "overlayType": "title", "timeline": "media/title.json",
-     "firstItemSpan": 300, "secondItemSpan": 300, "useMediaTiming": true}
+     "firstItemSpan": 300, "secondItemSpan": 300, "useMediaTiming": true},
+    {"kind": "intro", "title": "Opener", "timeline": "media/intro.json"}
 )";
 
 const QByteArray kEditable = R"(

@@ -8,8 +8,6 @@
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 
-#include <iostream>
-
 #include "test_support.h"
 
 namespace {
@@ -69,7 +67,6 @@ rmdir "$2/runtime"
         // `ls -A` of the two folders prints only their headers and a blank line between them.
         EXPECT_EQ(TestSupport::readFile(root.filePath("left.txt")).toStdString(),
                   QStringLiteral("%1/out:\n\n%1/tmp:\n").arg(disk).toStdString());
-        std::cerr << errors.toStdString();
     }
 }
 

@@ -5,9 +5,9 @@
 
 #include <unistd.h>
 
-#include <vector>
-
+#include <algorithm>
 #include <cerrno>
+#include <vector>
 
 namespace FS {
 namespace {
