@@ -9,6 +9,9 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
+#include "fault_env.h"
+#include "platform/fs/fs_error.h"
+#include "platform/fs/temporary_paths.h"
 #include "test_support.h"
 
 #include <gmock/gmock.h>
@@ -280,6 +283,67 @@ TEST_F(ZipTest, PackingRefusesNamesThatCannotBeUnpacked) {
     EXPECT_FALSE(QFileInfo::exists(path("out.qpack")));
     EXPECT_THAT(errorFrom([&] { Zip::compressAll(path("out.qpack"), path("missing")); }),
                 HasSubstr("no such folder"));
+}
+
+// Every write, sync and rename of packing and unpacking fails in turn: each failure throws an
+// FS::Error with the system's reason, and leaves everything as it was, with no temporary.
+TEST_F(ZipTest, AFailingDiskLeavesEverythingAsItWas) {
+    makeSourceTree();
+    writeFile(path("out/old.qpack"), "the previous package");
+    Zip::compressAll(path("packed.qpack"), path("src"));
+    const struct {
+        const char* name;
+        std::function<void()> action;
+        const char* named;  // what the message names
+    } cases[] = {
+        {"a new package", [&] { Zip::compressAll(path("out/new.qpack"), path("src")); },
+         "out/new.qpack"},
+        {"a package replaced", [&] { Zip::compressAll(path("out/old.qpack"), path("src")); },
+         "out/old.qpack"},
+        {"a folder into its own path", [&] { Zip::compressAll(path("src"), path("src")); }, "src"},
+        {"an empty folder", [&] { Zip::compressAll(path("out/empty.qpack"), path("src/empty")); },
+         "out/empty.qpack"},
+        {"an unpack", [&] { Zip::extractAll(path("packed.qpack"), path("out/unpacked")); },
+         "out/unpacked"},
+    };
+    TestSupport::FaultEnv env;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        env.failAt(0, 0);
+        const QStringList whole = tree(dir.path());
+        c.action();  // counts the operations; then put back what it made
+        const int operations = env.count();
+        EXPECT_GE(operations, 2);
+        if (QFileInfo(path("src")).isFile()) {
+            Zip::extractAll(path("src"), path("src.unpacked"));
+            QFile::remove(path("src"));
+            QDir().rename(path("src.unpacked"), path("src"));
+        }
+        for (const char* made : {"out/new.qpack", "out/empty.qpack"})
+            QFile::remove(path(made));
+        FS::removeAllAt(path("out/unpacked"));
+        writeFile(path("out/old.qpack"), "the previous package");
+        ASSERT_EQ(tree(dir.path()), whole);
+
+        for (int code : {ENOSPC, EIO}) {
+            for (int n = 1; n <= operations; ++n) {
+                env.failAt(n, code);
+                std::string error;
+                try {
+                    c.action();
+                } catch (const FS::Error& e) {
+                    error = e.what();
+                }
+                EXPECT_TRUE(env.failed()) << n;
+                EXPECT_THAT(error, HasSubstr(path(c.named).toStdString()))
+                    << env.failure().toStdString();
+                EXPECT_THAT(error, HasSubstr(std::strerror(code))) << env.failure().toStdString();
+                EXPECT_EQ(tree(dir.path()), whole) << env.failure().toStdString();
+                EXPECT_EQ(readFile(path("out/old.qpack")), "the previous package");
+                EXPECT_EQ(FS::TemporaryPaths::registered(), QStringList());
+            }
+        }
+    }
 }
 
 TEST(ZipStoredByName, MediaExtensionsInAnyCase) {

@@ -5,17 +5,18 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/context_report.h"
 #include "cli/finalize_check.h"
+#include "cli/input_guard.h"
 #include "cli/recipe.h"
 #include "cli/terminal_text.h"
 #include "package/components/overlays/finalize_overlay.h"
 #include "package/extractor/extractor.h"
 #include "platform/bundle/package_reader.h"
+#include "platform/fs/atomic_file.h"
 #include "platform/fs/temporary_folder.h"
 #include "platform/fs/temporary_paths.h"
 #include "platform/model/timeline_object.h"
@@ -37,12 +38,6 @@ QString contentTypeName(const std::optional<Package::Extractor::ContentType>& ty
             return QStringLiteral("intermediate overlay");
     }
     return QString::number(qint32(*type));
-}
-
-void writeFile(const QString& path, const QByteArray& data) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
-        throw Error(QStringLiteral("%1: cannot write: %2").arg(path, file.errorString()));
 }
 
 // The files that a reopened context would make a rebuild read from outside the package's folder:
@@ -177,6 +172,14 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
 
     const QString packagePath = existingPackage(parser.positionalArguments().front());
     const QString folder = QFileInfo(parser.value(intoOption)).absoluteFilePath();
+    if (parser.isSet(recipeOption)) {
+        const QFileInfo recipeFile(parser.value(recipeOption));
+        for (const QString& output :
+             {recipeFile.absoluteFilePath(),
+              recipeFile.absoluteDir().filePath(recipeFile.completeBaseName() +
+                                                QStringLiteral(".timeline.json"))})
+            refuseOutputOverInput(output, {packagePath}, QStringLiteral("--recipe"));
+    }
     OpenCleanup cleanup(folder);
     Bundle::PackageManifest manifest;
     const Package::Object object = unpack(packagePath, folder, &manifest);
@@ -191,13 +194,14 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
         refuseFilesOutside(context, folder, packagePath);
         requireUsableName(packagePath, manifest.name, QStringLiteral("a recipe"));
         const ContextReport::Recipe recipe = ContextReport::toRecipe(context, timelineName);
-        if (!recipe.timeline.isEmpty()) {
-            const QString timelinePath = recipeFile.absoluteDir().filePath(timelineName);
-            cleanup.writing(timelinePath);
-            writeFile(timelinePath, recipe.timeline);
-        }
-        cleanup.writing(recipeFile.absoluteFilePath());
-        writeFile(recipeFile.absoluteFilePath(), recipe.json);
+        // Both or neither: a recipe must not name a timeline that was not written.
+        QList<QPair<QString, QByteArray>> files;
+        if (!recipe.timeline.isEmpty())
+            files.append({recipeFile.absoluteDir().filePath(timelineName), recipe.timeline});
+        files.append({recipeFile.absoluteFilePath(), recipe.json});
+        for (const auto& file : files)
+            cleanup.writing(file.first);
+        FS::writeFilesAtomically(files);
         for (const QString& line : recipe.omitted)
             err << "packwright: warning: " << timelineName << ": " << line << "\n";
     }

@@ -1,8 +1,11 @@
 #include "package/builder.h"
 
+#include <QBuffer>
+
 #include "package/name_checks.h"
 #include "package/preset_writer.h"
 #include "platform/bundle/flat_writer.h"
+#include "platform/fs/atomic_file.h"
 #include "platform/fs/fs.h"
 #include "platform/layout/package_structure_description.h"
 #include "platform/serialize/archive.h"
@@ -57,7 +60,13 @@ void Builder::fixupResources(Package::Object* package, const ResourceFixupQueue&
 
 void Builder::writeConfig(Package::Object* package, const QString& uuid) {
     const QString folder = package->folder;
-    m_preview.save(folder + QStringLiteral("/preview.png"), nullptr, -1);
+    // Encoded in memory and written through the checked writer: a preview that cannot be encoded
+    // is skipped, but a disk that cannot take it fails the build.
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    if (m_preview.save(&buffer, "PNG", -1))
+        FS::writeFileAtomically(folder + QStringLiteral("/preview.png"), png);
     auto writer = std::make_shared<Bundle::FlatWriter>(folder);
     // Measured before the description and the content file exist, so they are not counted.
     const qint64 size = FS::pathSize(folder);

@@ -9,6 +9,7 @@
 #include "package/extractor/persistent_item_helper.h"
 #include "platform/bundle/package_reader.h"
 #include "platform/fs/fs.h"
+#include "platform/fs/fs_error.h"
 #include "platform/model/import_object.h"
 #include "platform/model/overlay_preset.h"
 #include "platform/model/package_object.h"
@@ -127,6 +128,8 @@ void readTimeline(OverlayParams& params, const QString& root, const QString& loc
             Serialize::Cloner().cloneImpl(content.projectObject, storage);
         params.timeline = dynamic_cast<Timeline::Object*>(clone);
         params.timelineStorage = std::move(storage);
+    } catch (const FS::Error&) {
+        throw;  // a disk that fails while unpacking the project is no unreadable project
     } catch (const std::exception&) {
         // Reopening still gives the rest of the overlay.
     }

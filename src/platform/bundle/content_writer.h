@@ -5,7 +5,8 @@
 
 namespace Bundle {
 
-// Writes named pieces of content (archives, images) somewhere. Throws Bundle::Error on failure.
+// Writes named pieces of content (archives, images) somewhere. Throws Bundle::Error for content
+// it refuses, FS::Error when the disk fails.
 class IContentWriter {
 public:
     virtual ~IContentWriter() = default;

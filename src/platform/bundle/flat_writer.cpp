@@ -1,8 +1,7 @@
 #include "platform/bundle/flat_writer.h"
 
-#include <QSaveFile>
-
 #include "platform/bundle/bundle_error.h"
+#include "platform/fs/atomic_file.h"
 
 namespace Bundle {
 
@@ -20,10 +19,7 @@ void FlatWriter::writeContent(const QString& name, const QByteArray& data) {
                         .arg(name, m_folder)
                         .toStdString());
     const QString path = m_folder + QLatin1Char('/') + name;
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
-        throw Error(
-            QStringLiteral("cannot write %1: %2").arg(path, file.errorString()).toStdString());
+    FS::writeFileAtomically(path, data);
 }
 
 }  // namespace Bundle

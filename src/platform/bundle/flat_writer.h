@@ -5,7 +5,9 @@
 namespace Bundle {
 
 // Writes each piece of content as a file of that name directly in one folder (which must exist).
-// Each file appears complete or not at all; an existing file of the same name is replaced.
+// Each file appears complete or not at all; an existing file of the same name is replaced. Throws
+// Bundle::Error for a name that is not a plain file name and FS::Error when the file cannot be
+// written (written, synced and renamed into place through FS::AtomicFile).
 class FlatWriter : public IContentWriter {
 public:
     explicit FlatWriter(const QString& folder);

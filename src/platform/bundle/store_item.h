@@ -12,7 +12,8 @@ namespace Bundle {
 inline const QString itemFileName = QStringLiteral("item.xml");
 
 // Writes `object` as "item.xml" (and its images) into `folder`, creating the folder. Returns false
-// when the folder or a file cannot be written; serialization errors are thrown.
+// when the folder cannot be created or a name is refused; serialization errors are thrown, and so
+// is FS::Error when a file cannot be written (a full disk must not yield a package without it).
 bool storeArchive(const QString& folder, const Serialize::ISerializable& object);
 
 // Reads "item.xml" of `folder` into `object`; created sub-objects go to `storage`. Throws

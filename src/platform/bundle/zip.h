@@ -24,7 +24,9 @@ struct PackOptions {
 // is compressed already is stored, everything else deflated. Symbolic links and special files are
 // skipped, and so is the package itself when it lies inside `folder`. The package appears only
 // complete: a failure or a cancel leaves no file at or beside `packagePath`, and a file that was
-// there stays untouched. Throws Bundle::Error naming the package and the file at fault.
+// there stays untouched. Throws Bundle::Error naming the package and the file at fault, and
+// FS::Error naming the package and the system's reason when the disk fails (a write, sync or
+// rename; the package is written through FS::Env).
 //
 // When `packagePath` is `folder` itself, the folder is replaced by its package: the package is
 // written beside it and takes the folder's place only when complete, and the folder is removed
@@ -42,7 +44,8 @@ using ExtractLimits = Bundle::ReadLimits;
 // entry names, links and special files, duplicates and file/folder clashes, encrypted entries, and
 // stops at the limits, counting the bytes that are really decompressed. Writes beside `folder` and
 // renames into place when everything succeeded, so a failure leaves nothing behind. Throws
-// Bundle::Error naming the archive and the entry.
+// Bundle::Error naming the archive and the entry, and FS::Error naming the file and the system's
+// reason when the disk fails (files are written through FS::Env).
 //
 // With `damaged`, an entry whose data does not read back intact (a CRC mismatch, broken compressed
 // data, an unsupported method) is left out and its name added there instead of failing the unpack,

@@ -3,8 +3,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRandomGenerator>
-#include <QSaveFile>
 
 #include <zip.h>
 
@@ -24,6 +22,9 @@
 
 #include "platform/bundle/unpack_meter.h"
 #include "platform/bundle/zip_support.h"
+#include "platform/fs/env.h"
+#include "platform/fs/fs_error.h"
+#include "platform/fs/temporary_paths.h"
 
 namespace Bundle::Zip {
 using namespace detail;
@@ -51,6 +52,7 @@ public:
     ~Staging() {
         if (!path_.isEmpty())
             removeTree(path_);
+        registration_.reset();
         for (auto it = createdParents_.rbegin(); it != createdParents_.rend(); ++it)
             ::rmdir(it->constData());
     }
@@ -72,14 +74,16 @@ public:
                     .arg(quoted(QFile::decodeName(p)), systemError(errno));
             createdParents_.push_back(p);
         }
+        // Named and registered so that an interrupted unpack can be cleaned up.
         for (int attempt = 0; attempt < 100; ++attempt) {
-            const QByteArray candidate =
-                parent + "/." + base + ".unpack-" +
-                QByteArray::number(QRandomGenerator::global()->generate(), 36);
-            if (::mkdir(candidate.constData(), 0777) == 0) {
-                path_ = candidate;
+            const QString candidate =
+                FS::temporarySibling(QFile::decodeName(target), QStringLiteral("unpack"));
+            registration_.reset(candidate);
+            if (::mkdir(QFile::encodeName(candidate).constData(), 0777) == 0) {
+                path_ = QFile::encodeName(candidate);
                 return {};
             }
+            registration_.reset();
             if (errno != EEXIST)
                 return QStringLiteral("cannot create a folder beside it: %1")
                     .arg(systemError(errno));
@@ -89,13 +93,17 @@ public:
 
     const QByteArray& path() const { return path_; }
 
-    // Moves the staged tree onto the target; an empty folder there is replaced.
-    bool commit(const QByteArray& target) {
-        if (::rename(path_.constData(), target.constData()) != 0)
-            return false;
+    // Moves the staged tree onto the target; an empty folder there is replaced. Returns 0 or the
+    // system's error.
+    int commit(const QByteArray& target) {
+        const int code =
+            FS::Env::current().rename(QFile::decodeName(path_), QFile::decodeName(target));
+        if (code != 0)
+            return code;
         path_.clear();
+        registration_.reset();
         createdParents_.clear();
-        return true;
+        return 0;
     }
 
 private:
@@ -105,6 +113,7 @@ private:
     }
 
     QByteArray path_;
+    FS::TemporaryPath registration_;
     QByteArrayList createdParents_;
 };
 
@@ -179,10 +188,15 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
                 QStringLiteral("cannot be read: %1").arg(QString::fromUtf8(zip_strerror(za))));
         }
         const QByteArray outPath = staging.path() + '/' + path;
-        CloseFd out{::open(outPath.constData(),
-                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666)};
-        if (out.fd < 0)
-            failEntry(entry.name, QStringLiteral("cannot be created: %1").arg(systemError(errno)));
+        // Failures of the disk name the file as it will be called once unpacked.
+        const QString finalPath = QFile::decodeName(target + '/' + path);
+        std::unique_ptr<FS::WritableFile> out;
+        if (const int code = FS::Env::current().newWritableFile(QFile::decodeName(outPath), &out)) {
+            // A name the file system refuses is the archive's problem; a full disk is not.
+            if (code == ENOSPC || code == EDQUOT || code == EIO || code == EROFS)
+                throw FS::Error(QStringLiteral("create"), finalPath, code);
+            failEntry(entry.name, QStringLiteral("cannot be created: %1").arg(systemError(code)));
+        }
         meter.startEntry(compressedSize(entry));
         bool intact = true;
         while (true) {
@@ -199,23 +213,21 @@ void extractAll(const QString& archivePath, const QString& folder, const Extract
             const QString overLimit = meter.add(n);
             if (!overLimit.isEmpty())
                 failEntry(entry.name, overLimit);
-            if (!writeAll(out.fd, buffer.data(), n))
-                failEntry(entry.name,
-                          QStringLiteral("cannot be written: %1").arg(systemError(errno)));
+            if (const int code = out->write(buffer.data(), n))
+                throw FS::Error(QStringLiteral("write"), finalPath, code);
         }
-        const int fd = out.fd;
-        out.fd = -1;
-        if (::close(fd) != 0 && intact)
-            failEntry(entry.name, QStringLiteral("cannot be written: %1").arg(systemError(errno)));
+        const int closed = out->close();
+        out.reset();
+        if (closed != 0 && intact)
+            throw FS::Error(QStringLiteral("write"), finalPath, closed);
         if (!intact) {
             // What was written of it cannot be trusted: leave the entry out altogether.
             ::unlink(outPath.constData());
             damaged->push_back(QString::fromUtf8(entry.name));
         }
     }
-    if (!staging.commit(target))
-        failWith(QStringLiteral("cannot move the unpacked files to %1: %2")
-                     .arg(quoted(folder), systemError(errno)));
+    if (const int code = staging.commit(target))
+        throw FS::Error(QStringLiteral("move the unpacked files to"), folder, code);
 }
 
 }  // namespace Bundle::Zip

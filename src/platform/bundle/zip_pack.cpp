@@ -3,8 +3,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRandomGenerator>
-#include <QSaveFile>
 
 #include <zip.h>
 
@@ -23,6 +21,8 @@
 #include <memory>
 
 #include "platform/bundle/zip_support.h"
+#include "platform/fs/env.h"
+#include "platform/fs/temporary_paths.h"
 
 namespace Bundle::Zip {
 using namespace detail;
@@ -277,38 +277,43 @@ void collect(const Packer& packer, const QByteArray& root, const QByteArray& rel
 }
 
 // libzip removes an archive that ends up with no entries instead of writing one.
-void writeEmptyArchive(const Packer& packer, const QString& packagePath) {
+void writeEmptyArchive(const QString& packagePath) {
     static const char kEndOfCentralDirectory[22] = {0x50, 0x4b, 0x05, 0x06};
-    QSaveFile file(packagePath);
-    if (!file.open(QIODevice::WriteOnly) ||
-        file.write(kEndOfCentralDirectory, sizeof kEndOfCentralDirectory) !=
-            qint64(sizeof kEndOfCentralDirectory) ||
-        !file.commit())
-        packer.fail(file.errorString());
+    FS::writeFileAtomically(packagePath, QByteArray::fromRawData(kEndOfCentralDirectory,
+                                                                 sizeof kEndOfCentralDirectory));
 }
 
 void packInPlace(const QString& path, const PackOptions& options) {
-    const QByteArray target = QFile::encodeName(QDir::cleanPath(path));
-    const QByteArray packed = freeSibling(target, ".pack-");
-    compressAll(QFile::decodeName(packed), path, options);  // leaves nothing behind on failure
-    const QByteArray aside = freeSibling(target, ".packed-");
-    if (::rename(target.constData(), aside.constData()) != 0) {
-        const int error = errno;
-        ::remove(packed.constData());
-        throw Error(
-            QStringLiteral("%1: cannot move the folder aside to replace it by its package: %2")
-                .arg(path, systemError(error))
-                .toStdString());
+    const QString target = QDir::cleanPath(path);
+    const QString packed = FS::temporarySibling(target, QStringLiteral("packed"));
+    const FS::TemporaryPath packedRegistration(packed);
+    try {
+        compressAll(packed, path, options);  // leaves nothing behind on failure
+    } catch (const FS::Error& error) {
+        throw FS::Error(error.action(), path, error.code());  // the user knows no temporary
     }
-    if (::rename(packed.constData(), target.constData()) != 0) {
-        const int error = errno;
-        ::rename(aside.constData(), target.constData());
-        ::remove(packed.constData());
-        throw Error(QStringLiteral("%1: cannot put the package in the folder's place: %2")
-                        .arg(path, systemError(error))
-                        .toStdString());
+    const QString aside = FS::temporarySibling(target, QStringLiteral("aside"));
+    const FS::TemporaryPath asideRegistration(aside);
+    FS::Env& env = FS::Env::current();
+    if (const int code = env.rename(target, aside)) {
+        FS::removeAllAt(packed);
+        throw FS::Error(QStringLiteral("move aside the folder"), path, code);
     }
-    removeTree(aside);
+    if (const int code = env.rename(packed, target)) {
+        env.rename(aside, target);
+        FS::removeAllAt(packed);
+        throw FS::Error(QStringLiteral("put the package in place of the folder"), path, code);
+    }
+    const int slash = target.lastIndexOf(QLatin1Char('/'));
+    const QString parent = slash > 0 ? target.left(slash) : slash == 0 ? "/" : ".";
+    if (const int code = env.syncFolder(parent)) {
+        // Not known to last: undone, so that a failure always leaves the folder.
+        env.rename(target, packed);
+        env.rename(aside, target);
+        FS::removeAllAt(packed);
+        throw FS::Error(QStringLiteral("sync the folder of"), path, code);
+    }
+    FS::removeAllAt(aside);
 }
 
 }  // namespace
@@ -352,7 +357,7 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
         packer.raise(QString());
 
     if (items.empty()) {
-        writeEmptyArchive(packer, packagePath);
+        writeEmptyArchive(packagePath);
         packer.report(1.0);
         return;
     }
@@ -360,10 +365,9 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
     // Declared first so that they outlive the archive, which calls them until it is discarded.
     std::vector<std::unique_ptr<FileSource>> sources;
     sources.reserve(items.size());
-    // libzip writes to "<package>.XXXXXX" and renames it over the package when zip_close
-    // succeeds; on failure it removes that file, so the package appears only complete.
+    ArchiveTarget target(packagePath);
     int code = ZIP_ER_OK;
-    Archive archive(zip_open(package.constData(), ZIP_CREATE | ZIP_TRUNCATE, &code));
+    Archive archive(target.open(&code));
     if (!archive)
         packer.fail(zipError(code));
     zip_t* za = archive.get();
@@ -402,8 +406,11 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
             zipFailure(item);
     }
 
-    if (zip_close(za) != 0)
+    if (zip_close(za) != 0) {
+        if (target.failure())
+            std::rethrow_exception(target.failure());
         packer.raise(QString::fromUtf8(zip_strerror(za)));
+    }
     archive.release();
     if (packer.reported() < 1.0)
         packer.report(1.0);

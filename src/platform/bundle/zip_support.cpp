@@ -1,7 +1,6 @@
 #include "platform/bundle/zip_support.h"
 
 #include <QFile>
-#include <QRandomGenerator>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -44,24 +43,6 @@ QString zipError(int code) {
     const QString text = QString::fromUtf8(zip_error_strerror(&error));
     zip_error_fini(&error);
     return text;
-}
-
-CloseFd::~CloseFd() {
-    if (fd >= 0)
-        ::close(fd);
-}
-
-bool writeAll(int fd, const char* data, qint64 size) {
-    while (size > 0) {
-        const ssize_t n = ::write(fd, data, size_t(size));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        data += n;
-        size -= n;
-    }
-    return true;
 }
 
 // Why an entry name is unsafe to write below a folder (or unportable), or empty when it is fine.
@@ -234,28 +215,10 @@ bool isEmptyFolder(const QByteArray& path) {
     return empty;
 }
 
-// A free name beside `target` for a temporary of the given kind: "<parent>/.<base><kind><random>".
-QByteArray freeSibling(const QByteArray& target, const char* kind) {
-    const int slash = target.lastIndexOf('/');
-    const QByteArray parent = slash > 0 ? target.left(slash) : slash == 0 ? "/" : ".";
-    const QByteArray base = target.mid(slash + 1);
-    for (;;) {
-        const QByteArray candidate = parent + "/." + base + kind +
-                                     QByteArray::number(QRandomGenerator::global()->generate(), 36);
-        struct stat st;
-        if (::lstat(candidate.constData(), &st) != 0)
-            return candidate;
-    }
-}
-
 bool isSameFolder(const QByteArray& a, const QByteArray& b) {
     struct stat x, y;
     return ::stat(a.constData(), &x) == 0 && ::stat(b.constData(), &y) == 0 && S_ISDIR(x.st_mode) &&
            x.st_dev == y.st_dev && x.st_ino == y.st_ino;
 }
-
-// Packs a folder into a file of its own path. The package is written beside the folder, the folder
-// is moved aside, the package takes its place, and only then is the folder removed: at every
-// moment the path holds either the whole folder or the whole package, and a failure puts the
 
 }  // namespace Bundle::Zip::detail

@@ -10,10 +10,12 @@
 
 #include <algorithm>
 #include <climits>
+#include <exception>
 #include <memory>
 #include <vector>
 
 #include "platform/bundle/zip.h"
+#include "platform/fs/atomic_file.h"
 
 namespace Bundle::Zip::detail {
 
@@ -38,13 +40,6 @@ struct Discard {
 };
 using Archive = std::unique_ptr<zip_t, Discard>;
 
-struct CloseFd {
-    int fd = -1;
-    ~CloseFd();
-};
-
-bool writeAll(int fd, const char* data, qint64 size);
-
 // Why an entry name is unsafe to write below a folder (or unportable), or empty when it is fine.
 QString nameProblem(const QByteArray& name);
 
@@ -53,9 +48,34 @@ Archive openForReading(const QString& archivePath, const QString& what);
 
 void removeTree(const QByteArray& path);
 bool isEmptyFolder(const QByteArray& path);
-// A free name beside `target` for a temporary of the given kind: "<parent>/.<base><kind><random>".
-QByteArray freeSibling(const QByteArray& target, const char* kind);
 bool isSameFolder(const QByteArray& a, const QByteArray& b);
+
+// Where libzip writes a new archive: a zip source over an FS::AtomicFile beside the package
+// (".<name>.pw-pack-..."), synced and renamed over the package on commit, removed on rollback. The
+// package thus appears only complete, and a package already there stays untouched until then.
+// Writes go through FS::Env, so a failing disk fails the pack with the FS::Error kept in failure().
+class ArchiveTarget {
+public:
+    explicit ArchiveTarget(const QString& package);
+    ~ArchiveTarget();
+    ArchiveTarget(const ArchiveTarget&) = delete;
+    ArchiveTarget& operator=(const ArchiveTarget&) = delete;
+
+    // A new archive for writing, opened on a source that calls this target: the target must
+    // outlive it. Null, with `code` set, when libzip refuses.
+    zip_t* open(int* code);
+    // What stopped the writing (an FS::Error), or null.
+    std::exception_ptr failure() const { return failure_; }
+
+private:
+    static zip_int64_t callback(void* self, void* data, zip_uint64_t length, zip_source_cmd_t cmd);
+    zip_int64_t handle(void* data, zip_uint64_t length, zip_source_cmd_t cmd);
+
+    QString package_;
+    std::unique_ptr<FS::AtomicFile> file_;
+    zip_error_t error_;
+    std::exception_ptr failure_;
+};
 
 struct Scanned {
     zip_uint64_t index = 0;

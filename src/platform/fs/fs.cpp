@@ -5,14 +5,56 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <vector>
+
+#include "platform/fs/atomic_file.h"
+
 namespace FS {
+namespace {
+
+constexpr qint64 kCopyChunk = qint64(1) << 20;
+
+struct ReadOnlyFd {
+    int fd;
+    ~ReadOnlyFd() { ::close(fd); }
+};
+
+}  // namespace
 
 bool copy(const QString& from, const QString& to) {
-    // QFile::copy refuses an existing target and writes through a temporary file that it
-    // renames, so a failed copy leaves nothing half-written under the target name.
-    if (QFileInfo::exists(to) || !QFileInfo(from).isFile())
+    if (QFileInfo::exists(to) || QFileInfo(to).isSymLink())
         return false;
-    return QFile::copy(from, to);
+    const int fd = ::open(QFile::encodeName(from).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const ReadOnlyFd closer{fd};
+    struct stat st;
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+        return false;
+#ifdef POSIX_FADV_SEQUENTIAL
+    ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+#endif
+    // Written beside the target and renamed into place, so that a failed copy leaves nothing
+    // under the target's name; a failed write throws, unlike a missing source.
+    AtomicFile target(to, QStringLiteral("copy"));
+    std::vector<char> buffer(static_cast<size_t>(kCopyChunk));
+    for (;;) {
+        const ssize_t n = ::read(fd, buffer.data(), buffer.size());
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return false;  // the source cannot be read: as if it were missing
+        if (n == 0)
+            break;
+        target.append(buffer.data(), n);
+    }
+    target.commit(false);
+    return true;
 }
 
 bool exists(const QString& path) {

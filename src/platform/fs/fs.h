@@ -9,8 +9,10 @@ namespace FS {
 inline const QString separator = QStringLiteral("/");
 
 // Copies one regular file. Returns false, and leaves the target untouched, when the target
-// exists already, when the source cannot be read, or when the target cannot be written.
-// A copy that fails half-way leaves no partial target behind.
+// exists already (it never overwrites) or when the source is not a readable regular file. A target
+// that cannot be written (a full disk, an I/O error, a missing folder) throws FS::Error naming the
+// target and the system's reason. The copy is written beside the target and renamed into place, so
+// a copy that fails half-way leaves no partial target behind.
 bool copy(const QString& from, const QString& to);
 
 // True when something (file or folder) exists at the path.

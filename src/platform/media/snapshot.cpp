@@ -1,7 +1,6 @@
 #include "platform/media/snapshot.h"
 
 #include <QFile>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <cmath>
@@ -13,6 +12,7 @@ extern "C" {
 #include <libavutil/display.h>
 }
 
+#include "platform/fs/atomic_file.h"
 #include "platform/media/core_parser.h"
 #include "platform/media/frame_finder.h"
 #include "platform/media/media_error.h"
@@ -216,9 +216,7 @@ void Snapshot::write(const std::string& sourcePath, qint64 timeMs, const std::st
         throw Error("Can not decode video stream to make snapshot", source);
 
     // Opened before decoding, so that a bad output path fails at once.
-    QSaveFile file(output);
-    if (!file.open(QIODevice::WriteOnly))
-        fail("Can not write snapshot", output, file.errorString().toStdString());
+    FS::AtomicFile file(output, QStringLiteral("snapshot"));
 
     const qint64 clamped = std::clamp(timeMs, -kMaxTimeMs, kMaxTimeMs);
     const Av::Frame picture =
@@ -236,9 +234,8 @@ void Snapshot::write(const std::string& sourcePath, qint64 timeMs, const std::st
         rgb = turned(*rgb, turns);
     const Av::Packet png = encodePng(*rgb, output);
 
-    if (file.write(reinterpret_cast<const char*>(png->data), png->size) != png->size ||
-        !file.commit())
-        fail("Can not write snapshot", output, file.errorString().toStdString());
+    file.append(reinterpret_cast<const char*>(png->data), png->size);
+    file.commit();
 }
 
 }  // namespace Media

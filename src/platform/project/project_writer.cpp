@@ -1,12 +1,15 @@
 #include "platform/project/project_writer.h"
 
+#include <QDir>
 #include <QFileInfo>
-#include <QTemporaryDir>
+#include <QScopeGuard>
 
 #include "platform/bundle/abstract_content_receiver.h"
 #include "platform/bundle/flat_writer.h"
 #include "platform/bundle/zip.h"
 #include "platform/fs/fs.h"
+#include "platform/fs/fs_error.h"
+#include "platform/fs/temporary_paths.h"
 #include "platform/model/timeline_object.h"
 #include "platform/serialize/archive.h"
 #include "platform/serialize/error.h"
@@ -50,20 +53,24 @@ bool PortableWriter::write(const Content* content) {
         portable.projectObject = content->projectObject;
     }
 
+    // The staging folder is ours alone and registered, so that an interrupted run removes it.
+    const QString staging = FS::temporaryInTempFolder(QStringLiteral("bundle"));
+    const FS::TemporaryPath registration(staging);
+    const auto removeStaging = qScopeGuard([&] { FS::removeAllAt(staging); });
     try {
-        QTemporaryDir staging;
-        if (!staging.isValid())
-            throw Bundle::Error(QStringLiteral("cannot create a temporary folder: %1")
-                                    .arg(staging.errorString())
-                                    .toStdString());
-        auto files = std::make_shared<Bundle::FlatWriter>(staging.path());
+        if (!QDir().mkdir(staging))
+            throw Bundle::Error(
+                QStringLiteral("%1: cannot create a temporary folder").arg(staging).toStdString());
+        auto files = std::make_shared<Bundle::FlatWriter>(staging);
         BundleContentReceiver receiver(files);
         files->writeContent(bundleContentName, Serialize::writeArchive(portable, receiver));
         const QString folder = QFileInfo(m_bundlePath).absolutePath();
         if (!FS::makePath(folder))
             throw Bundle::Error(
                 QStringLiteral("%1: cannot create the folder").arg(folder).toStdString());
-        Bundle::Zip::compressAll(m_bundlePath, staging.path());
+        Bundle::Zip::compressAll(m_bundlePath, staging);
+    } catch (const FS::Error&) {
+        throw;  // a failing disk is no project that cannot be written: the build must stop
     } catch (const std::exception& error) {
         m_error = QString::fromStdString(error.what());
         return false;

@@ -18,7 +18,8 @@ inline const QString bundleContentName = QStringLiteral("project.xml");
 class Writer {
 public:
     virtual ~Writer() = default;
-    // Returns false when the project could not be written; errorString() then tells why.
+    // Returns false when the project could not be written; errorString() then tells why. A failing
+    // disk is thrown instead (FS::Error): it is no property of the project.
     virtual bool write(const Content* content) = 0;
     QString errorString() const { return m_error; }
 
