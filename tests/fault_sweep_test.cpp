@@ -217,7 +217,8 @@ TEST_F(FaultSweep, FinalizeLeavesNoPackageOnAFailingDisk) {
                                  src_ + QStringLiteral("/editable.qpack"), QStringLiteral("-o"),
                                  out_};
     const auto reset = [&] {
-        FS::removeAllAt(out_ + QStringLiteral("/editable.qpack"));
+        // Finished packages are named after the package, not the file.
+        FS::removeAllAt(out_ + QStringLiteral("/Sweep.qpack"));
         TestSupport::writeFile(out_ + QStringLiteral("/other.qpack"), "another package");
     };
     sweep(command, ENOSPC, reset);

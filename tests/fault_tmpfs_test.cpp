@@ -58,7 +58,8 @@ rmdir "$2/runtime"
             QString::fromLocal8Bit(TestSupport::readFile(root.filePath("build.err")));
         EXPECT_EQ(TestSupport::readFile(root.filePath("build.code")).trimmed(), "1")
             << errors.toStdString();
-        EXPECT_TRUE(errors.startsWith(QStringLiteral("packwright: error: cannot ")))
+        EXPECT_TRUE(errors.startsWith(QStringLiteral("packwright: error: ")) &&
+                    errors.contains(QStringLiteral("cannot ")))
             << errors.toStdString();
         EXPECT_TRUE(errors.contains(disk + QLatin1String(c.failing))) << errors.toStdString();
         EXPECT_TRUE(errors.contains(QStringLiteral("No space left on device")))

@@ -60,8 +60,9 @@ struct SlowBuild {
 qint64 deadProcessId() {
     QProcess child;
     child.start("true", QStringList());
+    const qint64 pid = child.processId();
     child.waitForFinished();
-    return child.processId() ? child.processId() : 999999;
+    return pid;
 }
 
 }  // namespace

@@ -78,9 +78,15 @@ void TemporaryPaths::removeAll() {
         paths.swap(r.paths);
         r.stopping = true;
     }
-    // Newest first: a temporary made inside an older one goes before its folder.
-    for (auto it = paths.rbegin(); it != paths.rend(); ++it)
-        removeAllAt(it->second);
+    // Newest first: a temporary made inside an older one goes before its folder. A path is
+    // registered just before it is created, so a thread may still create one that was not there
+    // yet: a few more rounds, a moment apart, catch it.
+    for (int round = 0; round < 3; ++round) {
+        if (round > 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        for (auto it = paths.rbegin(); it != paths.rend(); ++it)
+            removeAllAt(it->second);
+    }
 }
 
 QStringList TemporaryPaths::registered() {
@@ -113,10 +119,9 @@ QString temporarySibling(const QString& target, const QString& kind) {
     // Long names would push the temporary past the file system's name limit.
     const QString base = clean.mid(slash + 1).left(120);
     for (;;) {
-        const QString candidate = QStringLiteral("%1/.%2.pw-%3-%4-%5")
-                                      .arg(parent, base, kind)
-                                      .arg(::getpid())
-                                      .arg(randomPart());
+        const QString candidate =
+            QStringLiteral("%1/.%2.pw-%3-%4-%5")
+                .arg(parent, base, kind, QString::number(::getpid()), randomPart());
         if (!existsAt(candidate))
             return candidate;
     }
@@ -124,10 +129,9 @@ QString temporarySibling(const QString& target, const QString& kind) {
 
 QString temporaryInTempFolder(const QString& kind) {
     for (;;) {
-        const QString candidate = QStringLiteral("%1/packwright-%2-%3-%4")
-                                      .arg(QDir::tempPath(), kind)
-                                      .arg(::getpid())
-                                      .arg(randomPart());
+        const QString candidate =
+            QStringLiteral("%1/packwright-%2-%3-%4")
+                .arg(QDir::tempPath(), kind, QString::number(::getpid()), randomPart());
         if (!existsAt(candidate))
             return candidate;
     }
