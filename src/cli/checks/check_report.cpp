@@ -22,6 +22,8 @@ QString Finding::toText(const QString& recipePath) const {
         text += QStringLiteral(": components[%1]").arg(component);
         if (!field.isEmpty())
             text += QLatin1Char('.') + field;
+    } else if (!field.isEmpty()) {
+        text += QStringLiteral(": ") + field;
     }
     if (!file.isEmpty()) {
         text += QStringLiteral(" (") + file;

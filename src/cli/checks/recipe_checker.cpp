@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/checks/lut_check.h"
+#include "cli/checks/media_check.h"
 #include "cli/checks/resource_clash_check.h"
 #include "cli/checks/shader_check.h"
 #include "cli/cli_error.h"
@@ -39,12 +40,13 @@ public:
             if (!shader.isEmpty())
                 ShaderCheck::check(shader, use, place(QStringLiteral("shader")), m_report);
             copied(QStringLiteral("shader"));
-            copied(QStringLiteral("auxImage"));
-        } else if (kind == QLatin1String("mask-transition") ||
-                   kind == QLatin1String("overlay-transition")) {
-            copied(QStringLiteral("source"));
+            copied(QStringLiteral("auxImage"), MediaCheck::Image);
+        } else if (kind == QLatin1String("mask-transition")) {
+            copied(QStringLiteral("source"), MediaCheck::Image);
+        } else if (kind == QLatin1String("overlay-transition")) {
+            copied(QStringLiteral("source"), MediaCheck::Video);
         } else if (kind == QLatin1String("import")) {
-            copied(QStringLiteral("file"));
+            copied(QStringLiteral("file"), importExpected());
         } else if (kind == QLatin1String("intro") ||
                    kind == QLatin1String("intermediate-overlay")) {
             // The project bundle carries every media file of the timeline under its own name.
@@ -75,10 +77,25 @@ private:
         return QFileInfo(path).isFile() ? path : QString();
     }
 
-    void copied(const QString& field) {
+    // A file copied into the resources, probed as `expected` when that is a media kind.
+    void copied(const QString& field, int expected = -1) {
         const QString path = existingFile(field);
-        if (!path.isEmpty())
-            m_resources.push_back({place(field), FS::fileName(path), path, false});
+        if (path.isEmpty())
+            return;
+        m_resources.push_back({place(field), FS::fileName(path), path, false});
+        if (expected >= 0)
+            MediaCheck::check(path, MediaCheck::Expected(expected), place(field), m_report);
+    }
+
+    int importExpected() const {
+        const QString kind = m_entry.fields.value(QStringLiteral("importKind")).toString();
+        if (kind.isEmpty() || kind == QLatin1String("video"))
+            return MediaCheck::Video;
+        if (kind == QLatin1String("image"))
+            return MediaCheck::Image;
+        if (kind == QLatin1String("audio"))
+            return MediaCheck::Audio;
+        return -1;  // "other": any file
     }
 
     void timelineMedia(bool withStills) {
@@ -92,14 +109,25 @@ private:
         } catch (const Error&) {
             return;  // the recipe reader reports it
         }
+        QStringList probed;
         for (const auto& clip : timeline.clips()) {
             const QString media = clip->media.sourcePath;
             if (media.isEmpty() || !QFileInfo(media).isFile())
                 continue;
-            const bool video = clip->timing.contentKind == Timeline::VideoContent;
+            const qint32 content = clip->timing.contentKind;
+            const bool video = content == Timeline::VideoContent;
             if (withStills && !video)
                 continue;
             const CheckPlace at = place(field, shown(media));
+            if (!probed.contains(media)) {
+                probed << media;
+                if (video)
+                    MediaCheck::check(media, MediaCheck::Video, at, m_report);
+                else if (content == Timeline::ImageContent)
+                    MediaCheck::check(media, MediaCheck::Image, at, m_report);
+                else if (content == Timeline::AudioContent)
+                    MediaCheck::check(media, MediaCheck::Audio, at, m_report);
+            }
             m_resources.push_back({at, FS::fileName(media), media, false});
             if (withStills)
                 m_resources.push_back(
@@ -116,6 +144,11 @@ private:
 }  // namespace
 
 void RecipeChecker::check(const Recipe& recipe, CheckReport& report) {
+    if (!recipe.previewPath.isEmpty())
+        MediaCheck::check(recipe.previewPath, MediaCheck::Image,
+                          {-1, QStringLiteral("preview"),
+                           QDir(recipe.folder).relativeFilePath(recipe.previewPath)},
+                          report);
     std::vector<ResourceSource> resources;
     for (const ComponentEntry& entry : recipe.components)
         ComponentCheck(recipe, entry, report, resources).run();
