@@ -114,19 +114,15 @@ private:
             const QString media = clip->media.sourcePath;
             if (media.isEmpty() || !QFileInfo(media).isFile())
                 continue;
-            const qint32 content = clip->timing.contentKind;
-            const bool video = content == Timeline::VideoContent;
+            const bool video = clip->timing.contentKind == Timeline::VideoContent;
             if (withStills && !video)
                 continue;
             const CheckPlace at = place(field, shown(media));
-            if (!probed.contains(media)) {
+            // An overlay's video becomes extra video with a still; a project carries its media
+            // as they are, for the editor to read.
+            if (withStills && !probed.contains(media)) {
                 probed << media;
-                if (video)
-                    MediaCheck::check(media, MediaCheck::Video, at, m_report);
-                else if (content == Timeline::ImageContent)
-                    MediaCheck::check(media, MediaCheck::Image, at, m_report);
-                else if (content == Timeline::AudioContent)
-                    MediaCheck::check(media, MediaCheck::Audio, at, m_report);
+                MediaCheck::check(media, MediaCheck::Video, at, m_report);
             }
             m_resources.push_back({at, FS::fileName(media), media, false});
             if (withStills)
