@@ -290,3 +290,26 @@ TEST(CheckCommand, MediaIsProbedForWhatItsComponentUsesItAs) {
         }
     }
 }
+
+TEST(CheckCommand, NamesThatDifferInCaseWarnAndTheRecipePreviewMustBeAnImage) {
+    QTemporaryDir dir;
+    writeFile(dir.filePath("a/Logo.png"), pngBytes());
+    writeFile(dir.filePath("b/logo.png"), pngBytes() + "x");
+    writeFile(dir.filePath("clip.mp4"),
+              TestSupport::readFile(kSource + "/examples/media/beach.mp4"));
+    writeFile(dir.filePath("recipe.json"),
+              R"({"name": "Case", "preview": "clip.mp4", "components": [
+        {"kind": "import", "file": "a/Logo.png", "importKind": "image"},
+        {"kind": "import", "file": "b/logo.png", "importKind": "image"}]})");
+    QDir::setCurrent(dir.path());
+    const TestSupport::ToolResult checked = tool({"check", "recipe.json"});
+    EXPECT_EQ(checked.code, 1);
+    EXPECT_EQ(checked.output.split('\n').mid(0, 2),
+              (QStringList{"recipe.json: preview (clip.mp4): error: not an image that decodes: "
+                           "Unsupported image format",
+                           "recipe.json: components[1].file (b/logo.png): warning: resources "
+                           "'Logo.png' and 'logo.png' differ only in case: a/Logo.png "
+                           "(components[0].file) and b/logo.png (components[1].file) clash on a "
+                           "file system that ignores case"}))
+        << checked.output.toStdString();
+}
