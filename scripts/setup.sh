@@ -9,6 +9,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   qtbase5-dev libboost-dev libzip-dev
   libavformat-dev libavcodec-dev libswscale-dev libavutil-dev
+  libopencolorio-dev glslang-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   zip unzip ffmpeg
 )

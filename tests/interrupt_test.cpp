@@ -35,12 +35,13 @@ struct SlowBuild {
         QDir().mkpath(dir.filePath("out"));
         QFile big(dir.filePath("in/big.mov"));
         QDir().mkpath(dir.filePath("in"));
-        // Sparse: cheap to make, but every byte is still copied and packed.
+        // Sparse: cheap to make, but every byte is still copied and packed. Imported as "other":
+        // zeros are no video, and the content checks would stop a video import.
         if (!big.open(QIODevice::WriteOnly) || !big.resize(qint64(768) << 20))
             ADD_FAILURE() << "cannot make the large input";
         TestSupport::writeFile(recipe,
                                R"({"name": "Big", "output": "../out/big.qpack", "components": [
-                {"kind": "import", "importKind": "video", "file": "big.mov"}]})");
+                {"kind": "import", "importKind": "other", "file": "big.mov"}]})");
     }
 
     QProcess* start() {

@@ -7,6 +7,7 @@
 
 #include <optional>
 
+#include "cli/checks/recipe_checker.h"
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/component_factory.h"
@@ -93,7 +94,21 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         throw Error(warnings.front() + QStringLiteral(" (--strict: nothing was written)"));
     for (const QString& warning : warnings)
         err << "packwright: warning: " << warning << "\n";
+    // The content checks (docs/checks.md): their errors, and with --strict their warnings, stop
+    // the build before anything is written.
+    CheckReport checks;
+    RecipeChecker::check(recipe, checks);
+    for (const Finding& finding : checks.findings())
+        err << "packwright: " << finding.toText(recipe.path) << "\n";
     err.flush();
+    const int stopping = checks.count(Finding::Error) +
+                         (parser.isSet(strictOption) ? checks.count(Finding::Warning) : 0);
+    if (stopping > 0)
+        throw Error(
+            QStringLiteral("%1: the content checks found %2 %3: nothing was written")
+                .arg(recipe.path)
+                .arg(stopping)
+                .arg(stopping == 1 ? QStringLiteral("problem") : QStringLiteral("problems")));
 
     if (!FS::makePath(QFileInfo(outputPath).absolutePath()))
         throw Error(QStringLiteral("%1: cannot create the output's folder").arg(outputPath));

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "cli/build_command.h"
+#include "cli/check_command.h"
 #include "cli/cli_error.h"
 #include "cli/open_command.h"
 #include "cli/report_command.h"
@@ -22,6 +23,9 @@ const char* const kUsage =
     "Commands:\n"
     "  build RECIPE.json [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [--strict] [-v]\n"
     "                    build a package from a JSON recipe\n"
+    "  check RECIPE.json [--json]\n"
+    "                    check a recipe's LUTs, shaders, media and resource names, writing\n"
+    "                    nothing; exit code 1 when there are errors\n"
     "  inspect PACKAGE.qpack [--json]\n"
     "                    show the description, the add-on lists and every stored item\n"
     "  open PACKAGE.qpack --into DIR [--json] [--recipe OUT.json]\n"
@@ -42,9 +46,9 @@ using Command = std::function<int(const QStringList&, QTextStream&, QTextStream&
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     static const std::map<QString, Command> commands = {
-        {QStringLiteral("build"), buildCommand},   {QStringLiteral("inspect"), inspectCommand},
-        {QStringLiteral("open"), openCommand},     {QStringLiteral("finalize"), finalizeCommand},
-        {QStringLiteral("verify"), verifyCommand},
+        {QStringLiteral("build"), buildCommand},       {QStringLiteral("check"), checkCommand},
+        {QStringLiteral("inspect"), inspectCommand},   {QStringLiteral("open"), openCommand},
+        {QStringLiteral("finalize"), finalizeCommand}, {QStringLiteral("verify"), verifyCommand},
     };
     int code = 0;
     try {

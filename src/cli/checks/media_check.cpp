@@ -1,0 +1,163 @@
+#include "cli/checks/media_check.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/log.h>
+}
+
+#include <QFile>
+#include <QImageReader>
+#include <memory>
+
+namespace Cli {
+namespace {
+
+// Packets read at most while looking for the first frame of the stream.
+constexpr int kMaxPackets = 500;
+
+struct CloseInput {
+    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+struct FreeCodec {
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+};
+struct FreeFrame {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+};
+struct FreePacket {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+
+QString avError(int code) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(code, text, sizeof text);
+    return QString::fromUtf8(text);
+}
+
+const char* typeName(AVMediaType type) {
+    return type == AVMEDIA_TYPE_VIDEO ? "video" : "audio";
+}
+
+// Whether the first frame of the stream decodes; the reason when it does not.
+QString decodeFirstFrame(AVFormatContext* format, int index) {
+    const AVStream* stream = format->streams[index];
+    const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
+    if (!codec)
+        return QStringLiteral("no decoder for its codec '%1'")
+            .arg(QString::fromUtf8(avcodec_get_name(stream->codecpar->codec_id)));
+    std::unique_ptr<AVCodecContext, FreeCodec> context(avcodec_alloc_context3(codec));
+    int result =
+        context ? avcodec_parameters_to_context(context.get(), stream->codecpar) : AVERROR(ENOMEM);
+    if (result >= 0)
+        result = avcodec_open2(context.get(), codec, nullptr);
+    if (result < 0)
+        return QStringLiteral("cannot open its decoder: %1").arg(avError(result));
+    std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
+    std::unique_ptr<AVFrame, FreeFrame> frame(av_frame_alloc());
+    for (int read = 0; read < kMaxPackets; ++read) {
+        result = av_read_frame(format, packet.get());
+        if (result < 0)
+            break;
+        if (packet->stream_index == index)
+            avcodec_send_packet(context.get(), packet.get());
+        av_packet_unref(packet.get());
+        if (avcodec_receive_frame(context.get(), frame.get()) >= 0)
+            return QString();
+    }
+    avcodec_send_packet(context.get(), nullptr);  // drain what the decoder holds back
+    if (avcodec_receive_frame(context.get(), frame.get()) >= 0)
+        return QString();
+    return result < 0 && result != AVERROR_EOF
+               ? QStringLiteral("no frame decodes: %1").arg(avError(result))
+               : QStringLiteral("no frame decodes");
+}
+
+void checkStream(const QString& path, AVMediaType type, const CheckPlace& place,
+                 CheckReport& report) {
+    static const bool quiet = [] {
+        av_log_set_level(AV_LOG_QUIET);
+        return true;
+    }();
+    (void)quiet;
+    const QString kind = QLatin1String(typeName(type));
+    AVFormatContext* raw = nullptr;
+    int result = avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr);
+    if (result < 0) {
+        report.add(place, Finding::Error,
+                   QStringLiteral("not a media file with %1: %2").arg(kind, avError(result)));
+        return;
+    }
+    std::unique_ptr<AVFormatContext, CloseInput> format(raw);
+    result = avformat_find_stream_info(format.get(), nullptr);
+    if (result < 0) {
+        report.add(place, Finding::Error,
+                   QStringLiteral("cannot read its streams: %1").arg(avError(result)));
+        return;
+    }
+    int index = -1;
+    QStringList held;
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        const AVStream* stream = format->streams[i];
+        const AVMediaType streamType = stream->codecpar->codec_type;
+        // A cover picture is not video.
+        const bool picture = stream->disposition & AV_DISPOSITION_ATTACHED_PIC;
+        if (streamType == type && !picture && index < 0)
+            index = int(i);
+        if (streamType == AVMEDIA_TYPE_VIDEO || streamType == AVMEDIA_TYPE_AUDIO)
+            held << QStringLiteral("%1%2").arg(
+                QLatin1String(typeName(streamType)),
+                picture ? QStringLiteral(" (a cover picture)") : QString());
+    }
+    if (index < 0) {
+        report.add(place, Finding::Error,
+                   QStringLiteral("has no %1 stream (it holds %2)")
+                       .arg(kind, held.isEmpty() ? QStringLiteral("neither video nor audio")
+                                                 : held.join(QStringLiteral(", "))));
+        return;
+    }
+    const QString failure = decodeFirstFrame(format.get(), index);
+    if (!failure.isEmpty()) {
+        report.add(place, Finding::Error,
+                   QStringLiteral("its %1 stream does not decode: %2").arg(kind, failure));
+        return;
+    }
+    AVStream* stream = format->streams[index];
+    // A cut-off file whose index (an MP4's) names samples past its end: its first frames still
+    // decode, but it stops early.
+    const int entries = avformat_index_get_entries_count(stream);
+    const int64_t fileSize = avio_size(format->pb);
+    if (entries > 0 && fileSize > 0) {
+        const AVIndexEntry* last = avformat_index_get_entry(stream, entries - 1);
+        if (last && last->pos + last->size > fileSize) {
+            report.add(place, Finding::Error,
+                       QStringLiteral("the file is cut off: its %1 runs to byte %2, but the file "
+                                      "ends at byte %3")
+                           .arg(kind)
+                           .arg(last->pos + last->size)
+                           .arg(fileSize));
+            return;
+        }
+    }
+    const bool streamTimed = stream->duration != AV_NOPTS_VALUE && stream->duration > 0;
+    const bool fileTimed = format->duration != AV_NOPTS_VALUE && format->duration > 0;
+    if (!streamTimed && !fileTimed)
+        report.add(place, Finding::Error,
+                   QStringLiteral("its %1 has no duration above zero").arg(kind));
+}
+
+}  // namespace
+
+void MediaCheck::check(const QString& path, Expected expected, const CheckPlace& place,
+                       CheckReport& report) {
+    if (expected == Image) {
+        QImageReader reader(path);
+        if (reader.read().isNull())
+            report.add(place, Finding::Error,
+                       QStringLiteral("not an image that decodes: %1").arg(reader.errorString()));
+        return;
+    }
+    checkStream(path, expected == Video ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO, place, report);
+}
+
+}  // namespace Cli

@@ -1,0 +1,154 @@
+#include "cli/checks/recipe_checker.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <vector>
+
+#include "cli/checks/lut_check.h"
+#include "cli/checks/media_check.h"
+#include "cli/checks/resource_clash_check.h"
+#include "cli/checks/shader_check.h"
+#include "cli/cli_error.h"
+#include "cli/timeline_file.h"
+#include "platform/fs/fs.h"
+#include "platform/model/timeline_clip.h"
+
+namespace Cli {
+namespace {
+
+class ComponentCheck {
+public:
+    ComponentCheck(const Recipe& recipe, const ComponentEntry& entry, CheckReport& report,
+                   std::vector<ResourceSource>& resources)
+        : m_recipe(recipe), m_entry(entry), m_report(report), m_resources(resources) {}
+
+    void run() {
+        const QString& kind = m_entry.kind;
+        if (kind == QLatin1String("lut-effect")) {
+            const QString lut = existingFile(QStringLiteral("lut"));
+            if (!lut.isEmpty())
+                LutCheck::check(lut, place(QStringLiteral("lut")), m_report);
+            copied(QStringLiteral("lut"));
+        } else if (kind == QLatin1String("shader-effect") ||
+                   kind == QLatin1String("shader-transition")) {
+            const QString shader = existingFile(QStringLiteral("shader"));
+            ShaderUse use;
+            use.transition = kind == QLatin1String("shader-transition");
+            use.hasAuxImage = !existingFile(QStringLiteral("auxImage")).isEmpty();
+            use.supportsIntensity =
+                m_entry.fields.value(QStringLiteral("supportsIntensity")).toBool();
+            if (!shader.isEmpty())
+                ShaderCheck::check(shader, use, place(QStringLiteral("shader")), m_report);
+            copied(QStringLiteral("shader"));
+            copied(QStringLiteral("auxImage"), MediaCheck::Image);
+        } else if (kind == QLatin1String("mask-transition")) {
+            copied(QStringLiteral("source"), MediaCheck::Image);
+        } else if (kind == QLatin1String("overlay-transition")) {
+            copied(QStringLiteral("source"), MediaCheck::Video);
+        } else if (kind == QLatin1String("import")) {
+            copied(QStringLiteral("file"), importExpected());
+        } else if (kind == QLatin1String("intro") ||
+                   kind == QLatin1String("intermediate-overlay")) {
+            // The project bundle carries every media file of the timeline under its own name.
+            timelineMedia(false);
+        } else if (kind == QLatin1String("overlay")) {
+            // Video clips become extra video, each with a still rendered beside it.
+            timelineMedia(true);
+        }
+    }
+
+private:
+    QString shown(const QString& path) const {
+        return QDir(m_recipe.folder).relativeFilePath(path);
+    }
+
+    CheckPlace place(const QString& field, const QString& file = QString()) const {
+        const QString given = m_entry.fields.value(field).toString();
+        return {m_entry.index, field, file.isEmpty() ? given : file};
+    }
+
+    // The file that a field names, resolved; empty when the field names none or no such file
+    // exists (the recipe reader warns about that).
+    QString existingFile(const QString& field) const {
+        const QString given = m_entry.fields.value(field).toString();
+        if (given.isEmpty())
+            return QString();
+        const QString path = m_recipe.resolve(given);
+        return QFileInfo(path).isFile() ? path : QString();
+    }
+
+    // A file copied into the resources, probed as `expected` when that is a media kind.
+    void copied(const QString& field, int expected = -1) {
+        const QString path = existingFile(field);
+        if (path.isEmpty())
+            return;
+        m_resources.push_back({place(field), FS::fileName(path), path, false});
+        if (expected >= 0)
+            MediaCheck::check(path, MediaCheck::Expected(expected), place(field), m_report);
+    }
+
+    int importExpected() const {
+        const QString kind = m_entry.fields.value(QStringLiteral("importKind")).toString();
+        if (kind.isEmpty() || kind == QLatin1String("video"))
+            return MediaCheck::Video;
+        if (kind == QLatin1String("image"))
+            return MediaCheck::Image;
+        if (kind == QLatin1String("audio"))
+            return MediaCheck::Audio;
+        return -1;  // "other": any file
+    }
+
+    void timelineMedia(bool withStills) {
+        const QString field = QStringLiteral("timeline");
+        const QString path = existingFile(field);
+        if (path.isEmpty())
+            return;
+        Timeline::Object timeline;
+        try {
+            timeline = TimelineFile::load(path);
+        } catch (const Error&) {
+            return;  // the recipe reader reports it
+        }
+        QStringList probed;
+        for (const auto& clip : timeline.clips()) {
+            const QString media = clip->media.sourcePath;
+            if (media.isEmpty() || !QFileInfo(media).isFile())
+                continue;
+            const bool video = clip->timing.contentKind == Timeline::VideoContent;
+            if (withStills && !video)
+                continue;
+            const CheckPlace at = place(field, shown(media));
+            // An overlay's video becomes extra video with a still; a project carries its media
+            // as they are, for the editor to read.
+            if (withStills && !probed.contains(media)) {
+                probed << media;
+                MediaCheck::check(media, MediaCheck::Video, at, m_report);
+            }
+            m_resources.push_back({at, FS::fileName(media), media, false});
+            if (withStills)
+                m_resources.push_back(
+                    {at, FS::baseName(media) + QStringLiteral("_preview.png"), media, true});
+        }
+    }
+
+    const Recipe& m_recipe;
+    const ComponentEntry& m_entry;
+    CheckReport& m_report;
+    std::vector<ResourceSource>& m_resources;
+};
+
+}  // namespace
+
+void RecipeChecker::check(const Recipe& recipe, CheckReport& report) {
+    if (!recipe.previewPath.isEmpty())
+        MediaCheck::check(recipe.previewPath, MediaCheck::Image,
+                          {-1, QStringLiteral("preview"),
+                           QDir(recipe.folder).relativeFilePath(recipe.previewPath)},
+                          report);
+    std::vector<ResourceSource> resources;
+    for (const ComponentEntry& entry : recipe.components)
+        ComponentCheck(recipe, entry, report, resources).run();
+    ResourceClashCheck::check(resources, report);
+}
+
+}  // namespace Cli

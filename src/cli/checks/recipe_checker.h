@@ -1,0 +1,19 @@
+#pragma once
+
+#include "cli/checks/check_report.h"
+#include "cli/recipe.h"
+
+namespace Cli {
+
+// Runs the content checks over a recipe's components, before anything is built: LUTs (LutCheck),
+// shaders (ShaderCheck), media for what each component uses it as (MediaCheck: the recipe's
+// preview, auxiliary images, masks, overlay clips, imports and timeline media) and the names at
+// which files land in the package's resources (ResourceClashCheck). It reads the component fields
+// that name files and leaves everything else, malformed fields and missing files included, to the
+// recipe reader (ComponentFactory), which reports those. Owns nothing.
+class RecipeChecker {
+public:
+    static void check(const Recipe& recipe, CheckReport& report);
+};
+
+}  // namespace Cli
