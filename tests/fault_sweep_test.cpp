@@ -163,7 +163,7 @@ protected:
 const QByteArray kComponents = R"(
     {"kind": "lut-effect", "title": "Warm", "lut": "effects/warm-afternoon.cube"},
     {"kind": "shader-effect", "title": "Vignette", "shader": "effects/soft-vignette.frag",
-     "auxImage": "effects/grain.png"},
+     "auxImage": "effects/grain.png", "supportsIntensity": true},
     {"kind": "import", "title": "Sunset", "file": "media/sunset.jpg", "importKind": "image"},
     {"kind": "overlay", "overlayType": "title", "timeline": "media/title.json",
      "firstItemSpan": 300, "secondItemSpan": 300, "useMediaTiming": true},

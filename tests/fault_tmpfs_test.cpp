@@ -20,9 +20,9 @@ TEST(FullDisk, BuildFailsNamingTheFileAndLeavesNothing) {
     QRandomGenerator generator(12);
     for (char& byte : media)
         byte = char(generator.generate());
-    TestSupport::writeFile(root.filePath("src/big.jpg"), media);
+    TestSupport::writeFile(root.filePath("src/big.dat"), media);
     TestSupport::writeFile(root.filePath("src/recipe.json"), R"({"name": "Big", "components": [
-        {"kind": "import", "title": "Big", "file": "big.jpg", "importKind": "image"}]})");
+        {"kind": "import", "title": "Big", "file": "big.dat", "importKind": "other"}]})");
     const QString disk = root.filePath("disk");
     ASSERT_TRUE(QDir().mkpath(disk));
 

@@ -9,6 +9,7 @@
 #include "cli/cli_error.h"
 #include "cli/open_command.h"
 #include "cli/report_command.h"
+#include "cli/signal_guard.h"
 #include "cli/terminal_text.h"
 #include "cli/verify_command.h"
 
@@ -22,6 +23,7 @@ const char* const kUsage =
     "\n"
     "Commands:\n"
     "  build RECIPE.json [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [--strict] [-v]\n"
+    "                    [--no-checks]\n"
     "                    build a package from a JSON recipe\n"
     "  check RECIPE.json [--json]\n"
     "                    check a recipe's LUTs, shaders, media and resource names, writing\n"
@@ -70,10 +72,12 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
             code = it->second(arguments.mid(1), out, err);
         }
     } catch (const Error& error) {
+        holdIfStopping();
         // Messages quote names and texts from packages and recipes.
         err << "packwright: error: " << terminalSafe(QString::fromUtf8(error.what())) << "\n";
         code = error.exitCode();
     } catch (const std::exception& error) {
+        holdIfStopping();
         err << "packwright: error: " << terminalSafe(QString::fromUtf8(error.what())) << "\n";
         code = 1;
     }

@@ -25,6 +25,7 @@ int main(int argc, char** argv) {
     QStringList arguments = QGuiApplication::arguments();
     arguments.removeFirst();
     const int code = Cli::run(arguments, out, err);
+    Cli::holdIfStopping();
     // What the streams above left in the C library's buffers must reach its file too.
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
         if (code == 0)

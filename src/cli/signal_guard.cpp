@@ -3,6 +3,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <thread>
@@ -11,6 +13,8 @@
 
 namespace Cli {
 namespace {
+
+std::atomic<bool> g_stopping{false};
 
 sigset_t guardedSignals() {
     sigset_t set;
@@ -25,6 +29,7 @@ sigset_t guardedSignals() {
     int signal = 0;
     while (sigwait(&set, &signal) != 0) {
     }
+    g_stopping = true;
     FS::TemporaryPaths::removeAll();
     const char* name = signal == SIGINT ? "interrupt" : signal == SIGTERM ? "terminate" : "hangup";
     char message[96];
@@ -37,6 +42,11 @@ sigset_t guardedSignals() {
 }
 
 }  // namespace
+
+void holdIfStopping() {
+    while (g_stopping)
+        std::this_thread::sleep_for(std::chrono::hours(1));
+}
 
 void installSignalGuard() {
     const sigset_t set = guardedSignals();

@@ -11,4 +11,10 @@ namespace Cli {
 // other thread starts, so that every thread inherits the blocked signals.
 void installSignalGuard();
 
+// When a guarded signal is being handled, waits for the guard to end the process, and otherwise
+// returns at once. The command's own thread calls it before it reports a failure or exits: once
+// the guard removes the temporaries, the command fails on what vanished under it, and neither that
+// failure nor its exit code is the one to report.
+void holdIfStopping();
+
 }  // namespace Cli
