@@ -272,6 +272,11 @@ TEST(CheckCommand, MediaIsProbedForWhatItsComponentUsesItAs) {
         {R"({"kind": "import", "file": "m/still.png"})", "m/still.png", pngBytes(),
          "components[0].file (m/still.png): error: its video has no duration above zero"},
         {R"({"kind": "import", "file": "m/clip.mp4"})", "m/clip.mp4", video, ""},
+        // A playlist in a video's clothes is refused, not followed to what it names.
+        {R"({"kind": "import", "file": "m/list.mp4"})", "m/list.mp4",
+         "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10,\n/etc/hostname.ts\n#EXT-X-ENDLIST\n",
+         "components[0].file (m/list.mp4): error: not a media file with video: Can not open "
+         "media file '"},
     };
     for (const Case& c : cases) {
         QTemporaryDir dir;
@@ -287,6 +292,11 @@ TEST(CheckCommand, MediaIsProbedForWhatItsComponentUsesItAs) {
             EXPECT_EQ(checked.code, 1) << c.component.toStdString();
             EXPECT_TRUE(checked.output.startsWith("recipe.json: " + c.finding))
                 << c.component.toStdString() << "\n got: " << checked.output.toStdString();
+            if (c.name == "m/list.mp4")
+                EXPECT_TRUE(
+                    checked.output.contains("': names other files (Apple HTTP Live "
+                                            "Streaming); only the file itself is read"))
+                    << checked.output.toStdString();
         }
     }
 }
@@ -306,7 +316,7 @@ TEST(CheckCommand, NamesThatDifferInCaseWarnAndTheRecipePreviewMustBeAnImage) {
     EXPECT_EQ(checked.code, 1);
     EXPECT_EQ(checked.output.split('\n').mid(0, 2),
               (QStringList{"recipe.json: preview (clip.mp4): error: not an image that decodes: "
-                           "Unsupported image format",
+                           "is not a readable image: Unsupported image format",
                            "recipe.json: components[1].file (b/logo.png): warning: resources "
                            "'Logo.png' and 'logo.png' differ only in case: a/Logo.png "
                            "(components[0].file) and b/logo.png (components[1].file) clash on a "

@@ -7,8 +7,11 @@ extern "C" {
 }
 
 #include <QFile>
-#include <QImageReader>
+#include <exception>
 #include <memory>
+
+#include "platform/bundle/image_file.h"
+#include "platform/media/core_parser.h"
 
 namespace Cli {
 namespace {
@@ -75,14 +78,22 @@ QString decodeFirstFrame(AVFormatContext* format, int index) {
 
 void checkStream(const QString& path, AVMediaType type, const CheckPlace& place,
                  CheckReport& report) {
-    static const bool quiet = [] {
-        av_log_set_level(AV_LOG_QUIET);
-        return true;
-    }();
-    (void)quiet;
     const QString kind = QLatin1String(typeName(type));
+    // The platform's opener refuses what is not a local regular file, and files that name others
+    // (playlists, concatenation lists); it also routes FFmpeg's log through the library's channel.
+    try {
+        CoreParser::openSource(path);
+    } catch (const std::exception& error) {
+        report.add(place, Finding::Error,
+                   QStringLiteral("not a media file with %1: %2")
+                       .arg(kind, QString::fromUtf8(error.what())));
+        return;
+    }
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
     AVFormatContext* raw = nullptr;
-    int result = avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr);
+    int result = avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, &options);
+    av_dict_free(&options);
     if (result < 0) {
         report.add(place, Finding::Error,
                    QStringLiteral("not a media file with %1: %2").arg(kind, avError(result)));
@@ -151,10 +162,17 @@ void checkStream(const QString& path, AVMediaType type, const CheckPlace& place,
 void MediaCheck::check(const QString& path, Expected expected, const CheckPlace& place,
                        CheckReport& report) {
     if (expected == Image) {
-        QImageReader reader(path);
-        if (reader.read().isNull())
+        // Its size is checked from the header before a pixel is decoded.
+        try {
+            Bundle::readImageFile(path);
+        } catch (const std::exception& error) {
+            // The finding names the file already.
+            QString reason = QString::fromUtf8(error.what());
+            if (reason.startsWith(path + QLatin1String(": ")))
+                reason = reason.mid(path.size() + 2);
             report.add(place, Finding::Error,
-                       QStringLiteral("not an image that decodes: %1").arg(reader.errorString()));
+                       QStringLiteral("not an image that decodes: %1").arg(reason));
+        }
         return;
     }
     checkStream(path, expected == Video ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO, place, report);
