@@ -292,11 +292,12 @@ TEST(CheckCommand, MediaIsProbedForWhatItsComponentUsesItAs) {
             EXPECT_EQ(checked.code, 1) << c.component.toStdString();
             EXPECT_TRUE(checked.output.startsWith("recipe.json: " + c.finding))
                 << c.component.toStdString() << "\n got: " << checked.output.toStdString();
-            if (c.name == "m/list.mp4")
+            if (c.name == "m/list.mp4") {
                 EXPECT_TRUE(
                     checked.output.contains("': names other files (Apple HTTP Live "
                                             "Streaming); only the file itself is read"))
                     << checked.output.toStdString();
+            }
         }
     }
 }
