@@ -179,6 +179,11 @@ QString ContextReport::toText(const Package::AnyBuildContext& context) {
     return text;
 }
 
+QJsonObject ContextReport::overlayComponent(const Package::IntermediateOverlayBuildContext& context,
+                                            const QString& timelineFileName) {
+    return Cli::overlayComponent(context, timelineFileName);
+}
+
 ContextReport::Recipe ContextReport::toRecipe(const Package::AnyBuildContext& context,
                                               const QString& timelineFileName) {
     Recipe recipe;

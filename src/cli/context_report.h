@@ -31,6 +31,9 @@ public:
     // for other contexts, and for a remote import whose package name cannot be recovered.
     static Recipe toRecipe(const Package::AnyBuildContext& context,
                            const QString& timelineFileName);
+    // The recipe component of an intermediate overlay whose timeline is `timelineFileName`.
+    static QJsonObject overlayComponent(const Package::IntermediateOverlayBuildContext& context,
+                                        const QString& timelineFileName);
 };
 
 }  // namespace Cli
