@@ -265,3 +265,33 @@ TEST(Reopen, WhatCannotBeCarriedIsNamed) {
         EXPECT_EQ(rebuilt.code, 0) << rebuilt.errors.toStdString();
     }
 }
+
+// Any add-on, not only the first one, that names a file outside the package stops the recipe: a
+// rebuild would carry that file into the new package.
+TEST(Reopen, AnImportBeyondTheFirstThatClimbsOutIsRefused) {
+    QTemporaryDir dir;
+    TestSupport::writeFile(dir.filePath("secret.txt"), "not for the package");
+    TestSupport::writeFile(
+        dir.filePath("recipe.json"),
+        recipeWith("Two", R"({"kind": "import", "file": ")" + example("media/sunset.jpg") + R"("},
+                                             {"kind": "import", "file": ")" +
+                              example("effects/grain.png") + R"("})"));
+    const QString package = dir.filePath("p.qpack");
+    ASSERT_EQ(tool({"build", dir.filePath("recipe.json"), "-o", package}).code, 0);
+    {
+        const Unpacked unpacked(package, dir.filePath("damage"));
+        const QString item =
+            unpacked.object.folder + "/" + unpacked.object.importAddOns[1].path + "item.xml";
+        TestSupport::writeFile(
+            item, TestSupport::readFile(item).replace("resources/grain.png", "../../secret.txt"));
+        QFile::remove(package);
+        Bundle::Zip::compressAll(package, unpacked.object.folder);
+    }
+    const auto opened = tool({"open", package, "--into", dir.filePath("opened"), "--recipe",
+                              dir.filePath("again.json")});
+    EXPECT_EQ(opened.code, 1);
+    EXPECT_TRUE(opened.errors.contains("names files outside itself (../../secret.txt)"))
+        << opened.errors.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("again.json")));
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("opened")));
+}

@@ -78,9 +78,11 @@ void AddOnReader::requireInside(const QStringList& paths) const {
 }
 
 QString AddOnReader::packageFile(const QString& packageRelative) const {
+    if (packageRelative.isEmpty())
+        return QString();  // names no file: the caller finds none there
     const QString path = Bundle::addOnFolder(m_root, packageRelative);
     if (path.isEmpty())
-        requireInside({packageRelative.isEmpty() ? QStringLiteral("\"\"") : packageRelative});
+        requireInside({packageRelative});
     return path;
 }
 

@@ -47,8 +47,8 @@ public:
 
 private:
     void warn(const Package::CollectionAddOn& addOn, const QString& text) const;
-    // The absolute path of a package-relative path; throws as requireInside() when it leaves the
-    // package.
+    // The absolute path of a package-relative path (empty for an empty one); throws as
+    // requireInside() when it leaves the package.
     QString packageFile(const QString& packageRelative) const;
     // The absolute path of the resource of `id` in the add-on when the package holds its file;
     // empty (and a warning naming `what`) otherwise.

@@ -1,7 +1,6 @@
 #include "cli/context_report.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 
 #include "cli/terminal_text.h"
 #include "platform/model/timeline_object.h"
