@@ -273,9 +273,10 @@ TEST(Reopen, AnImportBeyondTheFirstThatClimbsOutIsRefused) {
     TestSupport::writeFile(dir.filePath("secret.txt"), "not for the package");
     TestSupport::writeFile(
         dir.filePath("recipe.json"),
-        recipeWith("Two", R"({"kind": "import", "file": ")" + example("media/sunset.jpg") + R"("},
+        recipeWith("Two", R"({"kind": "import", "file": ")" + example("media/sunset.jpg") +
+                              R"(", "importKind": "image"},
                                              {"kind": "import", "file": ")" +
-                              example("effects/grain.png") + R"("})"));
+                              example("effects/grain.png") + R"(", "importKind": "image"})"));
     const QString package = dir.filePath("p.qpack");
     ASSERT_EQ(tool({"build", dir.filePath("recipe.json"), "-o", package}).code, 0);
     {
