@@ -1,12 +1,9 @@
 #include "cli/context_report.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
-#include <QRegularExpression>
 
-#include "cli/cli_error.h"
 #include "cli/terminal_text.h"
-#include "cli/timeline_file.h"
+#include "platform/model/timeline_object.h"
 
 namespace Cli {
 namespace {
@@ -78,55 +75,6 @@ void addMetadata(QJsonObject& component, const Package::BuildContext& context) {
         component[QStringLiteral("collectionId")] = context.collectionId;
 }
 
-QByteArray recipeJson(const Package::BuildContext& context, const QJsonObject& component) {
-    QJsonObject recipe{
-        {QStringLiteral("name"), context.name.isEmpty() ? QStringLiteral("package") : context.name},
-        {QStringLiteral("components"), QJsonArray{component}}};
-    if (!context.previewPath.isEmpty())
-        recipe[QStringLiteral("preview")] = context.previewPath;
-    return QJsonDocument(recipe).toJson(QJsonDocument::Indented);
-}
-
-QJsonObject importComponent(const Package::BuildContextT<Package::ImportParams>& context) {
-    const Package::ImportParams& params = context.params;
-    QJsonObject component{{QStringLiteral("kind"), QStringLiteral("import")},
-                          {QStringLiteral("title"), params.primaryText},
-                          {QStringLiteral("description"), params.secondaryText},
-                          {QStringLiteral("importKind"), nameIn(kImportKinds, params.importType)}};
-    if (const auto* remote = std::get_if<Package::RemoteSource>(&params.source)) {
-        // A reopened package names its package as "Packages/<name>.qpack"; a recipe wants <name>.
-        static const QRegularExpression wrapped(QStringLiteral("^Packages/(.+)\\.qpack$"));
-        const QRegularExpressionMatch match = wrapped.match(remote->packageName);
-        const QString name = match.hasMatch() ? match.captured(1) : remote->packageName;
-        if (name.isEmpty() || name.contains(QLatin1Char('/')))
-            throw Error(QStringLiteral("the import's location names no package (remote URL %1), "
-                                       "so no recipe can rebuild it")
-                            .arg(remote->remoteUrl));
-        component[QStringLiteral("remoteUrl")] = remote->remoteUrl;
-        component[QStringLiteral("packageName")] = name;
-    } else {
-        component[QStringLiteral("file")] = std::get<QString>(params.source);
-    }
-    addMetadata(component, context);
-    return component;
-}
-
-QJsonObject overlayComponent(const Package::IntermediateOverlayBuildContext& context,
-                             const QString& timelineFileName) {
-    const Package::OverlayParams& params = context.params;
-    QJsonObject component{
-        {QStringLiteral("kind"), QStringLiteral("intermediate-overlay")},
-        {QStringLiteral("timeline"), timelineFileName},
-        {QStringLiteral("overlayType"), nameIn(kOverlayTypes, params.overlayType)},
-        {QStringLiteral("firstItemSpan"), params.firstItemSpan},
-        {QStringLiteral("secondItemSpan"), params.secondItemSpan},
-        {QStringLiteral("videoTiming"), videoTiming(params.videoTiming)}};
-    if (!context.introCollectionId.isEmpty())
-        component[QStringLiteral("introCollectionId")] = context.introCollectionId;
-    addMetadata(component, context);
-    return component;
-}
-
 // Indented "key: value" lines; lists of texts on one line.
 void appendText(QString& text, const QJsonObject& object, int depth) {
     const QString indent(depth * 2, QLatin1Char(' '));
@@ -179,22 +127,20 @@ QString ContextReport::toText(const Package::AnyBuildContext& context) {
     return text;
 }
 
-ContextReport::Recipe ContextReport::toRecipe(const Package::AnyBuildContext& context,
-                                              const QString& timelineFileName) {
-    Recipe recipe;
-    if (const auto* import = std::get_if<0>(&context)) {
-        recipe.json = recipeJson(*import, importComponent(*import));
-    } else if (const auto* overlay = std::get_if<3>(&context)) {
-        if (!overlay->params.timeline)
-            throw Error(QStringLiteral("the intermediate overlay has no timeline to rebuild from"));
-        recipe.timeline = TimelineFile::write(*overlay->params.timeline, &recipe.omitted);
-        recipe.json = recipeJson(*overlay, overlayComponent(*overlay, timelineFileName));
-    } else {
-        throw Error(QStringLiteral("a recipe can rebuild import and intermediate overlay "
-                                   "packages, not a %1 context")
-                        .arg(kindName(context)));
-    }
-    return recipe;
+QJsonObject ContextReport::overlayComponent(const Package::IntermediateOverlayBuildContext& context,
+                                            const QString& timelineFileName) {
+    const Package::OverlayParams& params = context.params;
+    QJsonObject component{
+        {QStringLiteral("kind"), QStringLiteral("intermediate-overlay")},
+        {QStringLiteral("timeline"), timelineFileName},
+        {QStringLiteral("overlayType"), nameIn(kOverlayTypes, params.overlayType)},
+        {QStringLiteral("firstItemSpan"), params.firstItemSpan},
+        {QStringLiteral("secondItemSpan"), params.secondItemSpan},
+        {QStringLiteral("videoTiming"), videoTiming(params.videoTiming)}};
+    if (!context.introCollectionId.isEmpty())
+        component[QStringLiteral("introCollectionId")] = context.introCollectionId;
+    addMetadata(component, context);
+    return component;
 }
 
 }  // namespace Cli

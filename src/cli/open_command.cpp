@@ -11,6 +11,7 @@
 #include "cli/context_report.h"
 #include "cli/finalize_check.h"
 #include "cli/input_guard.h"
+#include "cli/package_recipe.h"
 #include "cli/recipe.h"
 #include "cli/terminal_text.h"
 #include "package/components/overlays/finalize_overlay.h"
@@ -160,8 +161,8 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
                                         QStringLiteral("Print one JSON document."));
     const QCommandLineOption recipeOption(
         QStringLiteral("recipe"),
-        QStringLiteral("Write a recipe that builds an equivalent package to FILE (import and "
-                       "intermediate overlay packages; an overlay's timeline goes beside it)."),
+        QStringLiteral("Write a recipe that builds the package again to FILE (an intro's or "
+                       "intermediate overlay's timeline goes beside it)."),
         QStringLiteral("FILE"));
     parser.addOptions({intoOption, jsonOption, recipeOption});
     if (!parseCommandLine(parser, QStringLiteral("open"), arguments, out, 1,
@@ -189,21 +190,25 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
 
     if (parser.isSet(recipeOption)) {
         const QFileInfo recipeFile(parser.value(recipeOption));
-        const QString timelineName =
-            recipeFile.completeBaseName() + QStringLiteral(".timeline.json");
         refuseFilesOutside(context, folder, packagePath);
         requireUsableName(packagePath, manifest.name, QStringLiteral("a recipe"));
-        const ContextReport::Recipe recipe = ContextReport::toRecipe(context, timelineName);
+        const PackageRecipe recipe = PackageRecipe::read(
+            object, manifest, context, recipeFile.absoluteFilePath(), packagePath);
+        for (const QString& line : recipe.warnings)
+            err << "packwright: warning: " << terminalSafe(line) << "\n";
+        if (recipe.carriesNothing())
+            throw Error(QStringLiteral("%1: nothing in the package can be carried into a recipe; "
+                                       "no recipe was written")
+                            .arg(packagePath));
         // Both or neither: a recipe must not name a timeline that was not written.
         QList<QPair<QString, QByteArray>> files;
         if (!recipe.timeline.isEmpty())
-            files.append({recipeFile.absoluteDir().filePath(timelineName), recipe.timeline});
+            files.append(
+                {recipeFile.absoluteDir().filePath(recipe.timelineFileName), recipe.timeline});
         files.append({recipeFile.absoluteFilePath(), recipe.json});
         for (const auto& file : files)
             cleanup.writing(file.first);
         FS::writeFilesAtomically(files);
-        for (const QString& line : recipe.omitted)
-            err << "packwright: warning: " << timelineName << ": " << line << "\n";
     }
     cleanup.commit();
 
