@@ -43,13 +43,18 @@ Timeline::Object ComponentFields::timeline(const QString& field) {
         fail(field, QStringLiteral("no such file: %1").arg(path));
     m_recipe.noteInput(path);
     Timeline::Object timeline = TimelineFile::load(path);
+    std::vector<Recipe::TimelineMedia> media;
     for (const auto& clip : timeline.clips()) {
-        const QString media = clip->media.sourcePath;
-        m_recipe.noteInput(media);
-        if (!media.isEmpty() && !QFileInfo(media).isFile())
+        const QString source = clip->media.sourcePath;
+        if (source.isEmpty())
+            continue;
+        m_recipe.noteInput(source);
+        media.push_back({source, clip->timing.contentKind == Timeline::VideoContent});
+        if (!QFileInfo(source).isFile())
             m_warnings
-                << QStringLiteral("%1: %2: no such media file: %3").arg(where(field), path, media);
+                << QStringLiteral("%1: %2: no such media file: %3").arg(where(field), path, source);
     }
+    m_recipe.noteTimelineMedia(path, std::move(media));
     return timeline;
 }
 

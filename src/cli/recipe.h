@@ -3,6 +3,7 @@
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -53,8 +54,24 @@ struct Recipe {
     void noteInput(const QString& path) const { m_inputs << path; }
     QStringList inputs() const;
 
+    // The media that a timeline file names, noted when a component reads it, so that the content
+    // checks need not read a large timeline a second time.
+    struct TimelineMedia {
+        QString path;
+        bool video = false;
+    };
+    void noteTimelineMedia(const QString& timelinePath, std::vector<TimelineMedia> media) const {
+        m_timelineMedia[timelinePath] = std::move(media);
+    }
+    // Null when no component has read that timeline file.
+    const std::vector<TimelineMedia>* timelineMedia(const QString& timelinePath) const {
+        const auto it = m_timelineMedia.find(timelinePath);
+        return it == m_timelineMedia.end() ? nullptr : &it->second;
+    }
+
 private:
     mutable QStringList m_inputs;
+    mutable std::map<QString, std::vector<TimelineMedia>> m_timelineMedia;
 };
 
 }  // namespace Cli

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QSet>
 #include <vector>
 
 #include "cli/checks/lut_check.h"
@@ -103,31 +104,38 @@ private:
         const QString path = existingFile(field);
         if (path.isEmpty())
             return;
-        Timeline::Object timeline;
-        try {
-            timeline = TimelineFile::load(path);
-        } catch (const Error&) {
-            return;  // the recipe reader reports it
+        std::vector<Recipe::TimelineMedia> read;
+        const std::vector<Recipe::TimelineMedia>* media = m_recipe.timelineMedia(path);
+        if (!media) {
+            try {
+                const Timeline::Object timeline = TimelineFile::load(path);
+                for (const auto& clip : timeline.clips()) {
+                    if (!clip->media.sourcePath.isEmpty())
+                        read.push_back({clip->media.sourcePath,
+                                        clip->timing.contentKind == Timeline::VideoContent});
+                }
+            } catch (const Error&) {
+                return;  // the recipe reader reports it
+            }
+            media = &read;
         }
-        QStringList probed;
-        for (const auto& clip : timeline.clips()) {
-            const QString media = clip->media.sourcePath;
-            if (media.isEmpty() || !QFileInfo(media).isFile())
+        QSet<QString> probed;
+        for (const Recipe::TimelineMedia& clip : *media) {
+            if (!QFileInfo(clip.path).isFile())
                 continue;
-            const bool video = clip->timing.contentKind == Timeline::VideoContent;
-            if (withStills && !video)
+            if (withStills && !clip.video)
                 continue;
-            const CheckPlace at = place(field, shown(media));
+            const CheckPlace at = place(field, shown(clip.path));
             // An overlay's video becomes extra video with a still; a project carries its media
             // as they are, for the editor to read.
-            if (withStills && !probed.contains(media)) {
-                probed << media;
-                MediaCheck::check(media, MediaCheck::Video, at, m_report);
+            if (withStills && !probed.contains(clip.path)) {
+                probed.insert(clip.path);
+                MediaCheck::check(clip.path, MediaCheck::Video, at, m_report);
             }
-            m_resources.push_back({at, FS::fileName(media), media, false});
+            m_resources.push_back({at, FS::fileName(clip.path), clip.path, false});
             if (withStills)
-                m_resources.push_back(
-                    {at, FS::baseName(media) + QStringLiteral("_preview.png"), media, true});
+                m_resources.push_back({at, FS::baseName(clip.path) + QStringLiteral("_preview.png"),
+                                       clip.path, true});
         }
     }
 
