@@ -11,6 +11,7 @@ extern "C" {
 #include <memory>
 
 #include "platform/bundle/image_file.h"
+#include "platform/media/av_support.h"
 #include "platform/media/core_parser.h"
 
 namespace Cli {
@@ -19,18 +20,10 @@ namespace {
 // Packets read at most while looking for the first frame of the stream.
 constexpr int kMaxPackets = 500;
 
-struct CloseInput {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-};
-struct FreeCodec {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FreeFrame {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct FreePacket {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
+using Media::Av::CloseInput;
+using Media::Av::FreeCodec;
+using Media::Av::FreeFrame;
+using Media::Av::FreePacket;
 
 QString avError(int code) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
