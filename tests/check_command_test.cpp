@@ -2,11 +2,13 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
 
+#include "checks_corpus.h"
 #include "test_support.h"
 
 // `packwright check`, and `build` stopping before it writes anything, on a corpus of broken inputs
@@ -19,109 +21,20 @@ using TestSupport::writeFile;
 
 const QString kSource = QStringLiteral(PACKWRIGHT_SOURCE_DIR);
 
-QByteArray rows(int count, const QByteArray& value = "0.5 0.5 0.5") {
-    QByteArray table;
-    for (int i = 0; i < count; ++i)
-        table += value + "\n";
-    return table;
-}
-
-QByteArray pngBytes() {
-    return TestSupport::readFile(kSource + "/examples/preview.png");
-}
+using ChecksCorpus::pngBytes;
+using ChecksCorpus::rows;
+using ChecksCorpus::wav;
 
 QStringList entries(const QString& folder) {
     return QDir(folder).entryList(QDir::NoDotAndDotDot | QDir::AllEntries, QDir::Name);
 }
 
 }  // namespace
-namespace {
-
-// One broken input: the files it needs (beside the recipe), its components, and the finding that
-// `check` and `build` must both print.
-struct Broken {
-    const char* what;
-    std::vector<std::pair<QString, QByteArray>> files;
-    QByteArray components;
-    QString finding;
-};
-
-QByteArray shader(const QByteArray& body) {
-    return "#version 120\nuniform sampler2D source;\nvarying vec2 texCoord;\n" + body;
-}
-
-QByteArray timeline(const QStringList& videos) {
-    QByteArray clips;
-    for (int i = 0; i < videos.size(); ++i)
-        clips += QStringLiteral(R"(%1{"track": 1, "position": %2, "length": 1000,
-                 "media": {"source": "%3"}})")
-                     .arg(i ? "," : "")
-                     .arg(i * 1000)
-                     .arg(videos[i])
-                     .toUtf8();
-    return R"({"tracks": ["main", "picture"], "primaryTrack": 0, "clips": [)" + clips + "]}";
-}
-
-std::vector<Broken> brokenInputs() {
-    const QByteArray warm =
-        TestSupport::readFile(kSource + "/examples/effects/warm-afternoon.cube");
-    const QByteArray video = TestSupport::readFile(kSource + "/examples/media/beach.mp4");
-    return {
-        {"a LUT with a row too few",
-         {{"looks/warm.cube", "TITLE \"w\"\nLUT_3D_SIZE 2\n" + rows(7)}},
-         R"([{"kind": "lut-effect", "lut": "looks/warm.cube"}])",
-         "recipe.json: components[0].lut (looks/warm.cube:2): error: the table has 7 rows"},
-        {"a PNG named .cube",
-         {{"looks/fake.cube", pngBytes()}},
-         R"([{"kind": "import", "file": "looks/fake.cube"},
-             {"kind": "lut-effect", "lut": "looks/fake.cube"}])",
-         "recipe.json: components[1].lut (looks/fake.cube): error: not a text file"},
-        {"a shader with a syntax error",
-         {{"fx/broken.frag",
-           shader("void main() {\n  gl_FragColor = texture2D(source, texCoord)\n}\n")}},
-         R"([{"kind": "shader-effect", "shader": "fx/broken.frag"}])",
-         "recipe.json: components[0].shader (fx/broken.frag:6): error: does not compile: "},
-        {"a shader transition sampling an aux image it is not given",
-         {{"fx/aux.frag", shader("uniform sampler2D auxImage;\nvoid main() { gl_FragColor = "
-                                 "texture2D(auxImage, texCoord); }\n")}},
-         R"([{"kind": "shader-transition", "shader": "fx/aux.frag"}])",
-         "recipe.json: components[0].shader (fx/aux.frag:4): error: the shader samples auxImage"},
-        {"two logos of one name",
-         {{"a/logo.png", pngBytes()}, {"b/logo.png", pngBytes() + "x"}},
-         R"([{"kind": "import", "file": "a/logo.png", "importKind": "image"},
-             {"kind": "import", "file": "b/logo.png", "importKind": "image"}])",
-         "recipe.json: components[1].file (b/logo.png): error: two different files would land at "
-         "resource 'logo.png': a/logo.png (components[0].file) and b/logo.png "
-         "(components[1].file)"},
-        {"two LUTs of one name in different folders",
-         {{"warm.cube", warm}, {"old/warm.cube", "LUT_3D_SIZE 2\n" + rows(8)}},
-         R"([{"kind": "lut-effect", "lut": "warm.cube"},
-             {"kind": "shader-effect", "shader": "fx.frag"},
-             {"kind": "lut-effect", "lut": "old/warm.cube"}])",
-         "recipe.json: components[2].lut (old/warm.cube): error: two different files would land "
-         "at resource 'warm.cube': warm.cube (components[0].lut)"},
-        {"two clips whose stills share a name",
-         {{"media/spot.mp4", video},
-          {"media/spot.mov", video + "x"},
-          {"media/title.json", timeline({"spot.mp4", "spot.mov"})}},
-         R"([{"kind": "overlay", "timeline": "media/title.json"}])",
-         "recipe.json: components[0].timeline (media/spot.mov): error: two different files would "
-         "land at resource 'spot_preview.png': the still of media/spot.mp4 "
-         "(components[0].timeline) "
-         "and the still of media/spot.mov (components[0].timeline)"},
-    };
-}
-
-}  // namespace
 
 TEST(CheckCommand, EachBrokenInputIsReportedByCheckAndStopsBuildBeforeAnythingIsWritten) {
-    for (const Broken& broken : brokenInputs()) {
+    for (const ChecksCorpus::Broken& broken : ChecksCorpus::brokenInputs()) {
         QTemporaryDir dir;
-        for (const auto& file : broken.files)
-            writeFile(dir.filePath(file.first), file.second);
-        const QString recipe = dir.filePath("recipe.json");
-        writeFile(recipe, R"({"name": "Broken", "output": "out.qpack", "components": )" +
-                              broken.components + "}");
+        ChecksCorpus::writeRecipe(dir.path(), broken);
         const QStringList before = entries(dir.path());
 
         QDir::setCurrent(dir.path());
@@ -216,38 +129,6 @@ TEST(CheckCommand, TheBundledExamplesCheckClean) {
     }
 }
 
-namespace {
-
-// Half a second of silence as a 16-bit mono WAV file.
-QByteArray wav() {
-    const quint32 rate = 8000;
-    const quint32 bytes = rate;  // 0.5 s of 16-bit samples
-    QByteArray data;
-    auto u32 = [&](quint32 v) {
-        for (int i = 0; i < 4; ++i)
-            data += char((v >> (8 * i)) & 0xff);
-    };
-    auto u16 = [&](quint16 v) {
-        data += char(v & 0xff);
-        data += char(v >> 8);
-    };
-    data += "RIFF";
-    u32(36 + bytes);
-    data += "WAVEfmt ";
-    u32(16);
-    u16(1);
-    u16(1);
-    u32(rate);
-    u32(rate * 2);
-    u16(2);
-    u16(16);
-    data += "data";
-    u32(bytes);
-    return data + QByteArray(int(bytes), '\0');
-}
-
-}  // namespace
-
 TEST(CheckCommand, MediaIsProbedForWhatItsComponentUsesItAs) {
     const QByteArray video = TestSupport::readFile(kSource + "/examples/media/beach.mp4");
     struct Case {
@@ -323,4 +204,84 @@ TEST(CheckCommand, NamesThatDifferInCaseWarnAndTheRecipePreviewMustBeAnImage) {
                            "(components[0].file) and b/logo.png (components[1].file) clash on a "
                            "file system that ignores case"}))
         << checked.output.toStdString();
+}
+
+TEST(CheckCommand, TimelinesThatPlayWronglyAreWarnings) {
+    QTemporaryDir dir;
+    const QByteArray outside = R"("rect": {"x": 1.2, "y": 0.1, "width": 0.3, "height": 0.2})";
+    writeFile(dir.filePath("media/t.json"), R"({"tracks": ["main", "titles"], "clips": [
+        {"track": 1, "content": "overlay", "position": 0, "length": 0,
+         "overlay": {"duration": 1000, "items": [{"content": "Hi"}]}},
+        {"track": 1, "content": "overlay", "position": 0, "length": 1000,
+         "overlay": {"duration": 1000, "items": [{"content": "In"}, {"content": "Out", )" +
+                                                outside + R"(},
+             {"content": "Moves in", )" + outside +
+                                                R"(,
+              "keyframes": [{"step": 0, "x": 0.5}, {"step": 1, "x": -0.5}]}]}}]})");
+    writeFile(dir.filePath("recipe.json"), R"({"name": "Timing", "output": "out.qpack",
+        "components": [{"kind": "overlay", "timeline": "media/t.json"},
+                       {"kind": "intermediate-overlay", "timeline": "media/t.json",
+                        "useMediaTiming": true}]})");
+    QDir::setCurrent(dir.path());
+    const QStringList expected = {
+        "recipe.json: components[0].timeline: warning: media/t.json: clips[0].length: a clip of "
+        "zero length: the fractions that place its keyframes and fades are undefined",
+        "recipe.json: components[0].timeline: warning: media/t.json: clips[1].overlay.items[1]: "
+        "the item lies outside the scene (x 1.2 to 1.5, y 0.1 to 0.3, in fractions of the scene)",
+        "recipe.json: components[1].useMediaTiming: warning: an intermediate overlay cannot keep "
+        "its videos' own timing"};
+
+    const TestSupport::ToolResult checked = tool({"check", "recipe.json"});
+    EXPECT_EQ(checked.code, 0) << checked.output.toStdString();
+    // The timeline is read by both components: its warnings come with each.
+    for (const QString& line : expected)
+        EXPECT_TRUE(checked.output.contains(line))
+            << line.toStdString() << "\n got: " << checked.output.toStdString();
+    EXPECT_FALSE(checked.output.contains("items[2]")) << checked.output.toStdString();
+    EXPECT_TRUE(checked.output.endsWith("recipe.json: 0 errors, 5 warnings\n"))
+        << checked.output.toStdString();
+
+    const TestSupport::ToolResult strict = tool({"build", "recipe.json", "--strict"});
+    EXPECT_EQ(strict.code, 1);
+    EXPECT_TRUE(strict.errors.contains("clips[0].length: a clip of zero length"))
+        << strict.errors.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("out.qpack")));
+}
+
+TEST(CheckCommand, FormatsTheEditorDoesNotPlayAreWarnings) {
+    // A Sun audio file, 16-bit big-endian samples: a container outside the list.
+    QByteArray au = ".snd";
+    for (quint32 v : {24u, 8000u, 3u, 8000u, 1u})
+        for (int i = 3; i >= 0; --i)
+            au += char((v >> (8 * i)) & 0xff);
+    au += QByteArray(8000, '\0');
+    QImage image(8, 8, QImage::Format_RGB32);
+    image.fill(Qt::red);
+    QTemporaryDir dir;
+    ASSERT_TRUE(QDir().mkpath(dir.filePath("m")));
+    ASSERT_TRUE(image.save(dir.filePath("m/still.ppm"), "PPM"));
+    writeFile(dir.filePath("m/sun.au"), au);
+    writeFile(dir.filePath("m/alaw.wav"), wav(6));
+    writeFile(dir.filePath("m/song.wav"), wav());
+    writeFile(dir.filePath("recipe.json"), R"({"name": "Formats", "components": [
+        {"kind": "import", "file": "m/sun.au", "importKind": "audio"},
+        {"kind": "import", "file": "m/alaw.wav", "importKind": "audio"},
+        {"kind": "import", "file": "m/still.ppm", "importKind": "image"},
+        {"kind": "import", "file": "m/song.wav", "importKind": "audio"}]})");
+    QDir::setCurrent(dir.path());
+    const TestSupport::ToolResult checked = tool({"check", "recipe.json"});
+    EXPECT_EQ(checked.code, 0) << checked.output.toStdString();
+    const QStringList lines = checked.output.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 4) << checked.output.toStdString();
+    EXPECT_TRUE(
+        lines[0].startsWith("recipe.json: components[0].file (m/sun.au): warning: its "
+                            "container (Sun AU) is not one the editor plays audio from"))
+        << lines[0].toStdString();
+    EXPECT_EQ(lines[1],
+              "recipe.json: components[1].file (m/alaw.wav): warning: its audio codec "
+              "(pcm_alaw) is not one the editor plays");
+    EXPECT_EQ(lines[2],
+              "recipe.json: components[2].file (m/still.ppm): warning: its image "
+              "format (ppm) is not one the editor shows");
+    EXPECT_EQ(lines[3], "recipe.json: 0 errors, 3 warnings");
 }

@@ -5,6 +5,8 @@
 #include "cli/checks/cube_file_check.h"
 #include "cli/checks/lut_check.h"
 #include "cli/checks/shader_check.h"
+#include "cli/checks/timeline_check.h"
+#include "cli/timeline_file.h"
 #include "test_support.h"
 
 namespace {
@@ -196,4 +198,54 @@ TEST(ShaderCheck, CompileErrorsAndTheContractAreReportedAtTheShadersLines) {
     Cli::ShaderCheck::check(dir.filePath("es.frag"), effect, {0, "shader", "es.frag"}, report);
     EXPECT_EQ(summary(report), QStringList{"error@2: GLSL version 300 es is not one the editor "
                                            "runs (desktop GLSL 110, 120, 130, 140, 150, 330)"});
+}
+
+TEST(TimelineCheck, ItemsOutsideTheSceneAtEveryKeyAndTimesOfZero) {
+    struct Case {
+        QByteArray item;  // an overlay item's fields besides its text
+        bool outside;
+    };
+    const Case cases[] = {
+        {"", false},
+        {R"("rect": {"x": 0.9, "y": 0.9, "width": 0.5, "height": 0.5})", false},
+        {R"("rect": {"x": 1.0, "y": 0.2, "width": 0.5, "height": 0.5})", true},  // at the edge
+        {R"("rect": {"x": -0.6, "y": 0.2, "width": 0.5, "height": 0.5})", true},
+        {R"("matrix": [0.2, 0, 0, 0, 0.2, 0, 0.3, 1.5, 1])", true},
+        // Keyframes move it: in the scene at one key is enough.
+        {R"("rect": {"x": 1.2, "y": 0.2, "width": 0.2, "height": 0.2},
+            "keyframes": [{"step": 0, "x": 0.5}, {"step": 1, "x": -0.3}])",
+         false},
+        {R"("rect": {"x": 0.4, "y": 0.4, "width": 0.2, "height": 0.2},
+            "keyframes": [{"step": 0, "x": 1.5}, {"step": 1, "y": -0.5}])",
+         true},
+        // Scaled about the scene's centre: a small item near the edge grows into the scene.
+        {R"("rect": {"x": 1.01, "y": 0.45, "width": 0.1, "height": 0.1},
+            "keyframes": [{"step": 0, "scaleX": 0.5}, {"step": 1, "scaleX": 0.9}])",
+         false},
+    };
+    for (const Case& c : cases) {
+        const QByteArray json =
+            R"({"tracks": ["t"], "clips": [{"track": 0, "content": "overlay", "position": 0,
+                "length": 500, "overlay": {"duration": 500, "items": [{"content": "x")" +
+            (c.item.isEmpty() ? QByteArray() : ", " + c.item) + "}]}}]}";
+        const QStringList warnings =
+            Cli::TimelineCheck::warnings(Cli::TimelineFile::parse(json, "t.json"), "t.json");
+        EXPECT_EQ(warnings.size(), c.outside ? 1 : 0)
+            << c.item.toStdString() << "\n got: " << warnings.join('\n').toStdString();
+        if (c.outside && warnings.size() == 1)
+            EXPECT_TRUE(warnings.front().startsWith(
+                "t.json: clips[0].overlay.items[0]: the item lies outside the scene"));
+    }
+
+    const QStringList zero =
+        Cli::TimelineCheck::warnings(Cli::TimelineFile::parse(R"({"tracks": ["t"], "clips": [
+            {"track": 0, "position": 0, "length": 100},
+            {"track": 0, "content": "overlay", "position": 0, "length": 0,
+             "overlay": {"duration": 0, "items": []}}]})",
+                                                              "t.json"),
+                                     "t.json");
+    EXPECT_EQ(zero, (QStringList{"t.json: clips[1].length: a clip of zero length: the fractions "
+                                 "that place its keyframes and fades are undefined",
+                                 "t.json: clips[1].overlay.duration: an overlay of zero duration: "
+                                 "its items' begin and end fractions are undefined"}));
 }

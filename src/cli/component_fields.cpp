@@ -1,10 +1,12 @@
 #include "cli/component_fields.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QPixmap>
 #include <set>
 
+#include "cli/checks/timeline_check.h"
 #include "cli/timeline_file.h"
 #include "package/abstract_build_component.h"
 
@@ -55,6 +57,9 @@ Timeline::Object ComponentFields::timeline(const QString& field) {
                 << QStringLiteral("%1: %2: no such media file: %3").arg(where(field), path, source);
     }
     m_recipe.noteTimelineMedia(path, std::move(media));
+    for (const QString& warning :
+         TimelineCheck::warnings(timeline, QDir(m_recipe.folder).relativeFilePath(path)))
+        m_warnings << QStringLiteral("%1: %2").arg(where(field), warning);
     return timeline;
 }
 

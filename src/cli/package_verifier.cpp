@@ -47,8 +47,10 @@ PackageVerifier PackageVerifier::verify(const QString& packagePath, const QStrin
     PackageVerifier verifier(packagePath, folder);
     // Each stage needs what the one before it established; within a stage every problem is kept.
     if (verifier.checkArchive() && verifier.unpack() && verifier.checkDescription() &&
-        verifier.readContent())
+        verifier.readContent()) {
         verifier.checkAddOns();
+        verifier.m_readAddOns = true;
+    }
     return verifier;
 }
 

@@ -46,6 +46,15 @@ public:
 
     static QString checkName(Check check);
 
+    // For the content checks: whether the verify read the content file, and so reached every
+    // add-on; the unpack folder, the description, the content and the entries that did not read
+    // back intact.
+    bool readAddOns() const { return m_readAddOns; }
+    const QString& folder() const { return m_folder; }
+    const Bundle::PackageManifest& manifest() const { return m_manifest; }
+    const Package::Object& object() const { return m_object; }
+    const QSet<QString>& damaged() const { return m_damaged; }
+
 private:
     PackageVerifier(const QString& packagePath, const QString& folder);
 
@@ -76,6 +85,7 @@ private:
     int m_entryCount = 0;
     int m_addOnCount = 0;
     int m_resourceCount = 0;
+    bool m_readAddOns = false;
 };
 
 }  // namespace Cli

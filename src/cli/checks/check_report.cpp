@@ -18,7 +18,11 @@ QString counted(int count, const char* one, const char* many) {
 
 QString Finding::toText(const QString& recipePath) const {
     QString text = recipePath;
-    if (component >= 0) {
+    if (!item.isEmpty()) {
+        text += QStringLiteral(": ") + item;
+        if (!field.isEmpty())
+            text += QLatin1Char('.') + field;
+    } else if (component >= 0) {
         text += QStringLiteral(": components[%1]").arg(component);
         if (!field.isEmpty())
             text += QLatin1Char('.') + field;
@@ -39,6 +43,8 @@ QJsonObject Finding::toJson() const {
                        {QStringLiteral("message"), message}};
     if (component >= 0)
         object.insert(QStringLiteral("component"), component);
+    if (!item.isEmpty())
+        object.insert(QStringLiteral("item"), item);
     if (!field.isEmpty())
         object.insert(QStringLiteral("field"), field);
     if (!file.isEmpty())
@@ -79,6 +85,7 @@ void CheckReport::add(const CheckPlace& place, Finding::Severity severity, const
     finding.component = place.component;
     finding.field = place.field;
     finding.file = place.file;
+    finding.item = place.item;
     finding.line = line;
     finding.message = message;
     m_findings.push_back(finding);
@@ -91,22 +98,22 @@ int CheckReport::count(Finding::Severity severity) const {
     return n;
 }
 
-QString CheckReport::toText(const QString& recipePath) const {
+QString CheckReport::toText(const QString& source) const {
     QString text;
     for (const Finding& finding : m_findings)
-        text += finding.toText(recipePath) + QLatin1Char('\n');
+        text += finding.toText(source) + QLatin1Char('\n');
     if (m_findings.isEmpty())
-        return text + recipePath + QStringLiteral(": clean\n");
+        return text + source + QStringLiteral(": clean\n");
     return text + QStringLiteral("%1: %2, %3\n")
-                      .arg(recipePath, counted(count(Finding::Error), "error", "errors"),
+                      .arg(source, counted(count(Finding::Error), "error", "errors"),
                            counted(count(Finding::Warning), "warning", "warnings"));
 }
 
-QJsonObject CheckReport::toJson(const QString& recipePath) const {
+QJsonObject CheckReport::toJson(const QString& source, const QString& key) const {
     QJsonArray list;
     for (const Finding& finding : m_findings)
         list.append(finding.toJson());
-    return {{QStringLiteral("recipe"), recipePath},
+    return {{key, source},
             {QStringLiteral("ok"), !hasErrors()},
             {QStringLiteral("errors"), count(Finding::Error)},
             {QStringLiteral("warnings"), count(Finding::Warning)},

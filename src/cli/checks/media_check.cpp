@@ -7,9 +7,11 @@ extern "C" {
 }
 
 #include <QFile>
+#include <QImageReader>
 #include <exception>
 #include <memory>
 
+#include "cli/checks/playable_formats.h"
 #include "platform/bundle/image_file.h"
 #include "platform/media/av_support.h"
 #include "platform/media/core_parser.h"
@@ -145,9 +147,25 @@ void checkStream(const QString& path, AVMediaType type, const CheckPlace& place,
     }
     const bool streamTimed = stream->duration != AV_NOPTS_VALUE && stream->duration > 0;
     const bool fileTimed = format->duration != AV_NOPTS_VALUE && format->duration > 0;
-    if (!streamTimed && !fileTimed)
+    if (!streamTimed && !fileTimed) {
         report.add(place, Finding::Error,
                    QStringLiteral("its %1 has no duration above zero").arg(kind));
+        return;
+    }
+    const auto use = type == AVMEDIA_TYPE_VIDEO ? PlayableFormats::Video : PlayableFormats::Audio;
+    const QString container = QString::fromUtf8(format->iformat->name);
+    if (!PlayableFormats::container(container, use))
+        report.add(
+            place, Finding::Warning,
+            QStringLiteral("its container (%1) is not one the editor plays %2 from")
+                .arg(QString::fromUtf8(format->iformat->long_name ? format->iformat->long_name
+                                                                  : format->iformat->name),
+                     kind));
+    const QString codec = QString::fromUtf8(avcodec_get_name(stream->codecpar->codec_id));
+    if (!PlayableFormats::codec(codec, use))
+        report.add(
+            place, Finding::Warning,
+            QStringLiteral("its %1 codec (%2) is not one the editor plays").arg(kind, codec));
 }
 
 }  // namespace
@@ -165,7 +183,15 @@ void MediaCheck::check(const QString& path, Expected expected, const CheckPlace&
                 reason = reason.mid(path.size() + 2);
             report.add(place, Finding::Error,
                        QStringLiteral("not an image that decodes: %1").arg(reason));
+            return;
         }
+        QImageReader reader(path);
+        reader.setDecideFormatFromContent(true);
+        const QString format = QString::fromLatin1(reader.format());
+        if (!PlayableFormats::image(format))
+            report.add(
+                place, Finding::Warning,
+                QStringLiteral("its image format (%1) is not one the editor shows").arg(format));
         return;
     }
     checkStream(path, expected == Video ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO, place, report);

@@ -52,6 +52,14 @@ public:
                    kind == QLatin1String("intermediate-overlay")) {
             // The project bundle carries every media file of the timeline under its own name.
             timelineMedia(false);
+            // The editable form keeps each video's timing from the timeline.
+            if (kind == QLatin1String("intermediate-overlay") &&
+                m_entry.fields.value(QStringLiteral("useMediaTiming")).toBool())
+                m_report.add({m_entry.index, QStringLiteral("useMediaTiming"), QString()},
+                             Finding::Warning,
+                             QStringLiteral("an intermediate overlay cannot keep its videos' own "
+                                            "timing: the editable form holds the timeline's, so "
+                                            "useMediaTiming is ignored"));
         } else if (kind == QLatin1String("overlay")) {
             // Video clips become extra video, each with a still rendered beside it.
             timelineMedia(true);
