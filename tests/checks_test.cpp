@@ -232,9 +232,10 @@ TEST(TimelineCheck, ItemsOutsideTheSceneAtEveryKeyAndTimesOfZero) {
             Cli::TimelineCheck::warnings(Cli::TimelineFile::parse(json, "t.json"), "t.json");
         EXPECT_EQ(warnings.size(), c.outside ? 1 : 0)
             << c.item.toStdString() << "\n got: " << warnings.join('\n').toStdString();
-        if (c.outside && warnings.size() == 1)
+        if (c.outside && warnings.size() == 1) {
             EXPECT_TRUE(warnings.front().startsWith(
                 "t.json: clips[0].overlay.items[0]: the item lies outside the scene"));
+        }
     }
 
     const QStringList zero =
@@ -248,4 +249,15 @@ TEST(TimelineCheck, ItemsOutsideTheSceneAtEveryKeyAndTimesOfZero) {
                                  "that place its keyframes and fades are undefined",
                                  "t.json: clips[1].overlay.duration: an overlay of zero duration: "
                                  "its items' begin and end fractions are undefined"}));
+
+    // A mistake repeated in a generated timeline is said twenty times, then counted.
+    QByteArray clips;
+    for (int i = 0; i < 25; ++i)
+        clips += QByteArray(i ? "," : "") + R"({"track": 0, "position": 0, "length": 0})";
+    const QStringList many = Cli::TimelineCheck::warnings(
+        Cli::TimelineFile::parse(R"({"tracks": ["t"], "clips": [)" + clips + "]}", "t.json"),
+        "t.json");
+    ASSERT_EQ(many.size(), 21);
+    EXPECT_TRUE(many[19].startsWith("t.json: clips[19].length: "));
+    EXPECT_EQ(many[20], "t.json: 5 more warnings like these");
 }

@@ -213,9 +213,10 @@ TEST(OpenTool, PackagesThatNameFilesOutsideThemselvesAreNotRebuilt) {
     TestSupport::writeFile(dir.filePath("secret.mp4"), "not for the package");
 
     // An import whose location climbs out of the package.
-    TestSupport::writeFile(dir.filePath("recipe.json"), R"({"name": "Imports", "components": [
+    TestSupport::writeFile(
+        dir.filePath("recipe.json"), R"({"name": "Imports", "components": [
         {"kind": "import", "file": ")" + kExamples.toUtf8() +
-                                                            R"(media/sunset.jpg"}]})");
+                                         R"(media/sunset.jpg", "importKind": "image"}]})");
     build(dir.filePath("recipe.json"), dir.filePath("import.qpack"));
     Opened import(dir.filePath("import.qpack"), dir.filePath("import"));
     editPackage(dir.filePath("import.qpack"), dir.filePath("hostile-import.qpack"),

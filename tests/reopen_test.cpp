@@ -190,7 +190,8 @@ TEST(Reopen, WhatCannotBeCarriedIsNamed) {
                                                             example("effects/warm-afternoon.cube") +
                                                             R"(", "title": "Warm"},
                     {"kind": "import", "file": ")" + example("media/sunset.jpg") +
-                                                            R"(", "title": "Sunset"})");
+                                                            R"(", "title": "Sunset",
+                     "importKind": "image"})");
     const struct {
         const char* what;
         QByteArray recipe;  // empty: examples/title.json

@@ -50,35 +50,40 @@ QString range(double from, double to) {
 }  // namespace
 
 QStringList TimelineCheck::warnings(const Timeline::Object& timeline, const QString& file) {
+    // A generated timeline can repeat one mistake a million times: the first few say it.
+    constexpr int kShown = 20;
     QStringList found;
+    int more = 0;
+    const auto add = [&](int clip, const QString& text) {
+        if (found.size() < kShown)
+            found << QStringLiteral("%1: clips[%2]%3").arg(file).arg(clip).arg(text);
+        else
+            ++more;
+    };
     int index = 0;
     for (const auto& clip : timeline.clips()) {
-        const QString at = QStringLiteral("%1: clips[%2]").arg(file).arg(index++);
+        const int at = index++;
         if (clip->timing.length == 0)
-            found << QStringLiteral(
-                         "%1.length: a clip of zero length: the fractions that place "
-                         "its keyframes and fades are undefined")
-                         .arg(at);
+            add(at, QStringLiteral(".length: a clip of zero length: the fractions that place its "
+                                   "keyframes and fades are undefined"));
         const Overlay::Preset* preset = clip->overlayPreset();
         if (!preset)
             continue;
         if (preset->duration == 0)
-            found << QStringLiteral(
-                         "%1.overlay.duration: an overlay of zero duration: its items' "
-                         "begin and end fractions are undefined")
-                         .arg(at);
+            add(at, QStringLiteral(".overlay.duration: an overlay of zero duration: its items' "
+                                   "begin and end fractions are undefined"));
         for (size_t i = 0; i < preset->items.size(); ++i) {
             QRectF where;
             if (itemOutside(preset->items[i], &where))
-                found << QStringLiteral(
-                             "%1.overlay.items[%2]: the item lies outside the scene "
-                             "(x %3, y %4, in fractions of the scene)")
-                             .arg(at)
-                             .arg(i)
-                             .arg(range(where.left(), where.right()),
-                                  range(where.top(), where.bottom()));
+                add(at, QStringLiteral(".overlay.items[%1]: the item lies outside the scene "
+                                       "(x %2, y %3, in fractions of the scene)")
+                            .arg(i)
+                            .arg(range(where.left(), where.right()),
+                                 range(where.top(), where.bottom())));
         }
     }
+    if (more > 0)
+        found << QStringLiteral("%1: %2 more warnings like these").arg(file).arg(more);
     return found;
 }
 
