@@ -85,3 +85,39 @@ TEST(VerifyContent, TheBundledExamplesBuildIntoPackagesThatCheckClean) {
             << recipe.toStdString() << ": " << verified.output.toStdString();
     }
 }
+
+TEST(VerifyContent, OneMediaFileOfTwoTimingsAndNamesThatDifferInCase) {
+    QTemporaryDir dir;
+    // Two videos of one name and different lengths, each timed from its own file.
+    TestSupport::writeFile(dir.filePath("a/clip.mp4"), ChecksCorpus::videoBytes());
+    TestSupport::writeFile(dir.filePath("b/clip.mp4"),
+                           TestSupport::readFile(QStringLiteral(PACKWRIGHT_SOURCE_DIR) +
+                                                 "/examples/transitions/light-leak.mp4"));
+    for (const char* folder : {"a", "b"})
+        TestSupport::writeFile(dir.filePath(QString(folder) + "/t.json"),
+                               ChecksCorpus::timeline({"clip.mp4"}));
+    TestSupport::writeFile(dir.filePath("A/Logo.png"), ChecksCorpus::pngBytes());
+    TestSupport::writeFile(dir.filePath("B/logo.png"), ChecksCorpus::pngBytes() + "x");
+    TestSupport::writeFile(dir.filePath("recipe.json"), R"({"name": "Two", "components": [
+        {"kind": "overlay", "timeline": "a/t.json", "useMediaTiming": true, "collectionId": "a"},
+        {"kind": "overlay", "timeline": "b/t.json", "useMediaTiming": true, "collectionId": "b"},
+        {"kind": "import", "file": "A/Logo.png", "importKind": "image"},
+        {"kind": "import", "file": "B/logo.png", "importKind": "image"}]})");
+    QDir::setCurrent(dir.path());
+    ASSERT_EQ(tool({"build", "recipe.json", "-o", "two.qpack", "--no-checks"}).code, 0);
+
+    const TestSupport::ToolResult verified = tool({"verify", "two.qpack", "--content"});
+    EXPECT_EQ(verified.code, 1);
+    const QStringList lines = verified.output.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 4) << verified.output.toStdString();
+    EXPECT_EQ(lines[1],
+              "two.qpack: presets[1] 'Two'.resources (resources/clip.mp4): error: "
+              "'resources/clip.mp4' is recorded as 2000 ms from 0 ms at 25 fps for "
+              "presets[0] 'Two' and as 1600 ms from 0 ms at 25 fps for presets[1] "
+              "'Two': two different files of that name landed on one");
+    EXPECT_EQ(lines[2],
+              "two.qpack: imports[1].location (resources/logo.png): warning: "
+              "'resources/Logo.png' and 'resources/logo.png' differ only in case: they "
+              "clash on a file system that ignores case");
+    EXPECT_EQ(lines[3], "two.qpack: 1 error, 1 warning");
+}
