@@ -233,6 +233,17 @@ TEST(Reopen, WhatCannotBeCarriedIsNamed) {
          },
          "the overlay is rebuilt approximately: items[0]: its transform skews, mirrors or projects",
          {"overlay"}},
+        {"a finished overlay item between two milliseconds",
+         {},
+         [](const QString& folder, const Package::Object& object) {
+             const QString item = folder + "/" + object.presetAddOns[0].path + "item.xml";
+             TestSupport::writeFile(item, TestSupport::readFile(item).replace(
+                                              "<begin t=\"f64\">0.16666666666666666</begin>",
+                                              "<begin t=\"f64\">0.1667</begin>"));
+         },
+         "the overlay is rebuilt approximately: items[0]: its begin and end are not whole "
+         "milliseconds",
+         {"overlay"}},
         {"a missing LUT file",
          lutAndImport,
          [](const QString& folder, const Package::Object&) {

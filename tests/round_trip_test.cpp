@@ -40,7 +40,7 @@ void roundTrip(const QString& recipe, const QString& work, QString* warnings) {
     ASSERT_EQ(opened.code, 0) << opened.errors.toStdString();
     ASSERT_TRUE(QDir().rename(work + "/edit", work + "/moved"));
     const QString second = work + "/second.qpack";
-    const auto rebuilt = tool({"build", work + "/moved/again.json", "-o", second});
+    const auto rebuilt = tool({"build", work + "/moved/again.json", "-o", second, "--strict"});
     ASSERT_EQ(rebuilt.code, 0) << rebuilt.errors.toStdString();
     const auto diffed = tool({"diff", first, second});
     EXPECT_EQ(diffed.code, 0) << diffed.output.toStdString() << diffed.errors.toStdString();
