@@ -244,6 +244,17 @@ TEST(Reopen, WhatCannotBeCarriedIsNamed) {
          "the overlay is rebuilt approximately: items[0]: its begin and end are not whole "
          "milliseconds",
          {"overlay"}},
+        {"a finished overlay whose keyframes are out of order",
+         {},
+         [](const QString& folder, const Package::Object& object) {
+             const QString item = folder + "/" + object.presetAddOns[0].path + "item.xml";
+             QByteArray xml = TestSupport::readFile(item);
+             xml.replace(xml.indexOf("<step t=\"f64\">0.78</step>"), 25,
+                         "<step t=\"f64\">0.10</step>");
+             TestSupport::writeFile(item, xml);
+         },
+         "items[1]: its keyframes are not in order of step; they are sorted in the rebuild",
+         {"overlay"}},
         {"a missing LUT file",
          lutAndImport,
          [](const QString& folder, const Package::Object&) {

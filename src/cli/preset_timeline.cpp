@@ -1,7 +1,9 @@
 #include "cli/preset_timeline.h"
 
 #include <QJsonArray>
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "cli/diff_node.h"
 #include "platform/model/animation.h"
@@ -35,11 +37,19 @@ bool same(double a, double b) {
     return DiffNode::sameDouble(a, b);
 }
 
-QJsonArray matrix(const Types::Transform& transform) {
-    QJsonArray values;
-    for (double value : transform.values())
-        values.append(value);
-    return values;
+QJsonArray matrix(const Types::Transform& transform, const QString& item,
+                  QStringList* approximations) {
+    const auto& values = transform.values();
+    if (!std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); })) {
+        *approximations << item + QStringLiteral(
+                                      ": its transform holds numbers that are not "
+                                      "finite; it is the identity in the rebuild");
+        return matrix(Types::Transform(), item, approximations);
+    }
+    QJsonArray array;
+    for (double value : values)
+        array.append(value);
+    return array;
 }
 
 QJsonObject key(const Animation::KeyValue<Transformation::Object>& key) {
@@ -53,6 +63,13 @@ QJsonObject key(const Animation::KeyValue<Transformation::Object>& key) {
                        {QStringLiteral("opacity"), v.opacity}};
 }
 
+bool finite(const Animation::KeyValue<Transformation::Object>& k) {
+    const Transformation::Object& v = k.value;
+    return std::isfinite(k.step) && std::isfinite(v.x) && std::isfinite(v.y) &&
+           std::isfinite(v.scaleX) && std::isfinite(v.scaleY) && std::isfinite(v.rotation) &&
+           std::isfinite(v.opacity);
+}
+
 // The keyframes of an envelope, noting what a timeline file cannot hold.
 QJsonArray keyframes(const Transformation::Envelope& envelope, const QString& item,
                      QStringList* approximations) {
@@ -60,17 +77,25 @@ QJsonArray keyframes(const Transformation::Envelope& envelope, const QString& it
         *approximations << item + QStringLiteral(
                                       ": its envelope's default value is the standard "
                                       "one in the rebuild");
-    QJsonArray keys;
-    double last = -INFINITY;
+    std::vector<Animation::KeyValue<Transformation::Object>> kept;
     for (const auto& k : envelope.keys) {
-        if (!(k.step >= last)) {
-            *approximations << item + QStringLiteral(
-                                          ": its keyframes are not in order of step; "
-                                          "they are sorted in the rebuild");
-        }
-        last = k.step;
-        keys.append(key(k));
+        if (finite(k))
+            kept.push_back(k);
     }
+    if (kept.size() != envelope.keys.size())
+        *approximations << item + QStringLiteral(
+                                      ": keyframes with numbers that are not finite "
+                                      "are left out");
+    const auto byStep = [](const auto& a, const auto& b) { return a.step < b.step; };
+    if (!std::is_sorted(kept.begin(), kept.end(), byStep)) {
+        *approximations << item + QStringLiteral(
+                                      ": its keyframes are not in order of step; "
+                                      "they are sorted in the rebuild");
+        std::stable_sort(kept.begin(), kept.end(), byStep);
+    }
+    QJsonArray keys;
+    for (const auto& k : kept)
+        keys.append(key(k));
     return keys;
 }
 
@@ -88,7 +113,7 @@ QJsonArray placement(const Types::Transform& transform, const QString& item,
                                       "which a placement does not rebuild");
     const QTransform toScene = QTransform::fromScale(kSceneWidth, kSceneHeight);
     const QTransform unit = toScene * t * toScene.inverted();
-    return matrix(Types::Transform::fromQTransform(unit));
+    return matrix(Types::Transform::fromQTransform(unit), item, approximations);
 }
 
 }  // namespace
@@ -120,10 +145,12 @@ PresetTimeline PresetTimeline::read(
     for (size_t i = 0; i < preset.items.size(); ++i) {
         const Overlay::Item& item = preset.items[i];
         const QString name = QStringLiteral("items[%1]").arg(i);
-        const qint64 position = std::llround(item.begin * duration);
-        const qint64 length = std::llround(item.end * duration) - position;
-        if (!std::isfinite(item.begin * duration) || !std::isfinite(item.end * duration) ||
-            !same(double(position) / duration, item.begin) ||
+        const bool placed =
+            std::isfinite(item.begin * duration) && std::isfinite(item.end * duration) &&
+            std::fabs(item.begin * duration) < 1e15 && std::fabs(item.end * duration) < 1e15;
+        const qint64 position = placed ? std::llround(item.begin * duration) : 0;
+        const qint64 length = placed ? std::llround(item.end * duration) - position : 0;
+        if (!placed || !same(double(position) / duration, item.begin) ||
             !same(double(position + length) / duration, item.end) || length < 0) {
             result.approximations
                 << name + QStringLiteral(
@@ -212,9 +239,10 @@ PresetTimeline PresetTimeline::read(
                     << name + QStringLiteral(
                                   ": its fades are not the spans that the other items "
                                   "share");
-            QJsonObject overlayItem{{QStringLiteral("kind"), kind},
-                                    {QStringLiteral("content"), item.content},
-                                    {QStringLiteral("matrix"), matrix(item.transform)}};
+            QJsonObject overlayItem{
+                {QStringLiteral("kind"), kind},
+                {QStringLiteral("content"), item.content},
+                {QStringLiteral("matrix"), matrix(item.transform, name, &result.approximations)}};
             if (!item.resource.isEmpty())
                 overlayItem[QStringLiteral("resource")] = item.resource;
             const QJsonArray keys = keyframes(item.envelope, name, &result.approximations);
