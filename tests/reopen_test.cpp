@@ -180,6 +180,9 @@ TEST(Reopen, PackagesRebuildFromTheirRecipeAsTheSamePackage) {
         ASSERT_EQ(rebuilt.code, 0) << rebuilt.errors.toStdString();
         expectSamePackage(dir.filePath("first.qpack"), dir.filePath("second.qpack"),
                           dir.filePath("check"));
+        const auto diffed =
+            tool({"diff", dir.filePath("first.qpack"), dir.filePath("second.qpack")});
+        EXPECT_EQ(diffed.code, 0) << diffed.output.toStdString();
     }
 }
 
