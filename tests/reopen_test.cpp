@@ -180,6 +180,9 @@ TEST(Reopen, PackagesRebuildFromTheirRecipeAsTheSamePackage) {
         ASSERT_EQ(rebuilt.code, 0) << rebuilt.errors.toStdString();
         expectSamePackage(dir.filePath("first.qpack"), dir.filePath("second.qpack"),
                           dir.filePath("check"));
+        const auto diffed =
+            tool({"diff", dir.filePath("first.qpack"), dir.filePath("second.qpack")});
+        EXPECT_EQ(diffed.code, 0) << diffed.output.toStdString();
     }
 }
 
@@ -199,7 +202,63 @@ TEST(Reopen, WhatCannotBeCarriedIsNamed) {
         const char* warning;
         QStringList kinds;  // the components written; empty: none, an error
     } cases[] = {
-        {"a finished overlay", {}, nullptr, "a finished overlay preset cannot be carried", {}},
+        {"nothing but a LUT without its file",
+         recipeWith("Lut", R"({"kind": "lut-effect", "lut": ")" +
+                               example("effects/warm-afternoon.cube") + R"(", "title": "Warm"})"),
+         [](const QString& folder, const Package::Object&) {
+             QFile::remove(folder + "/resources/warm-afternoon.cube");
+         },
+         "its LUT file resources/warm-afternoon.cube is not in the package",
+         {}},
+        {"a finished overlay without its video",
+         {},
+         [](const QString& folder, const Package::Object&) {
+             QFile::remove(folder + "/resources/beach.mp4");
+         },
+         "items[0]: its video resources/beach.mp4 is not in the package; the item is left out",
+         {"overlay"}},
+        {"a finished overlay item of an unknown kind",
+         {},
+         [](const QString& folder, const Package::Object& object) {
+             const QString item = folder + "/" + object.presetAddOns[0].path + "item.xml";
+             TestSupport::writeFile(
+                 item, TestSupport::readFile(item).replace("<kind t=\"i32\">2</kind>",
+                                                           "<kind t=\"i32\">5</kind>"));
+         },
+         "items[3]: an item of kind 5 cannot be carried; the item is left out",
+         {"overlay"}},
+        {"a finished overlay whose video is skewed",
+         {},
+         [](const QString& folder, const Package::Object& object) {
+             const QString item = folder + "/" + object.presetAddOns[0].path + "item.xml";
+             QByteArray xml = TestSupport::readFile(item);
+             xml.replace(xml.indexOf("<m12 t=\"f64\">0</m12>"), 20, "<m12 t=\"f64\">0.5</m12>");
+             TestSupport::writeFile(item, xml);
+         },
+         "the overlay is rebuilt approximately: items[0]: its transform skews, mirrors or projects",
+         {"overlay"}},
+        {"a finished overlay item between two milliseconds",
+         {},
+         [](const QString& folder, const Package::Object& object) {
+             const QString item = folder + "/" + object.presetAddOns[0].path + "item.xml";
+             TestSupport::writeFile(item, TestSupport::readFile(item).replace(
+                                              "<begin t=\"f64\">0.16666666666666666</begin>",
+                                              "<begin t=\"f64\">0.1667</begin>"));
+         },
+         "the overlay is rebuilt approximately: items[0]: its begin and end are not whole "
+         "milliseconds",
+         {"overlay"}},
+        {"a finished overlay whose keyframes are out of order",
+         {},
+         [](const QString& folder, const Package::Object& object) {
+             const QString item = folder + "/" + object.presetAddOns[0].path + "item.xml";
+             QByteArray xml = TestSupport::readFile(item);
+             xml.replace(xml.indexOf("<step t=\"f64\">0.78</step>"), 25,
+                         "<step t=\"f64\">0.10</step>");
+             TestSupport::writeFile(item, xml);
+         },
+         "items[1]: its keyframes are not in order of step; they are sorted in the rebuild",
+         {"overlay"}},
         {"a missing LUT file",
          lutAndImport,
          [](const QString& folder, const Package::Object&) {
@@ -227,7 +286,7 @@ TEST(Reopen, WhatCannotBeCarriedIsNamed) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         QTemporaryDir dir;
-        QString recipe = kExamples + "title.json";
+        QString recipe = kExamples + "title.json";  // a finished overlay
         if (!c.recipe.isEmpty()) {
             recipe = dir.filePath("recipe.json");
             TestSupport::writeFile(recipe, c.recipe);

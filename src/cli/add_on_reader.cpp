@@ -4,9 +4,11 @@
 #include <QFileInfo>
 #include <QImage>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QRegularExpression>
 
 #include "cli/cli_error.h"
+#include "cli/preset_timeline.h"
 #include "package/components/effects/external_shader.h"
 #include "package/components/effects/template_transition_items.h"
 #include "platform/bundle/package_reader.h"
@@ -238,6 +240,52 @@ std::optional<QJsonObject> AddOnReader::transition(const Package::CollectionAddO
     }
     addMetadata(component, addOn, record->categories, record->collectionId);
     return component;
+}
+
+std::optional<QJsonObject> AddOnReader::preset(const Package::CollectionAddOn& addOn,
+                                               const QString& timelineFileName,
+                                               QByteArray* timeline) const {
+    Serialize::ObjectStorage storage;
+    QString problem;
+    const auto record =
+        loadRecord<Overlay::Preset>(Bundle::addOnFolder(m_root, addOn.path), storage, &problem);
+    if (!record) {
+        warn(addOn, problem + QStringLiteral("; the overlay is left out"));
+        return std::nullopt;
+    }
+    const PresetTimeline read =
+        PresetTimeline::read(*record->item, addOn, [this](const Package::Resource& resource) {
+            const QString path = packageFile(resource.path);
+            return QFileInfo(path).isFile() ? relative(path) : QString();
+        });
+    for (const QString& line : read.dropped)
+        warn(addOn, line + QStringLiteral("; the item is left out"));
+    for (const QString& line : read.approximations)
+        warn(addOn, QStringLiteral("the overlay is rebuilt approximately: ") + line);
+    *timeline = QJsonDocument(read.timeline).toJson(QJsonDocument::Indented);
+    QJsonObject component{{QStringLiteral("kind"), QStringLiteral("overlay")},
+                          {QStringLiteral("overlayType"), read.overlayType},
+                          {QStringLiteral("timeline"), timelineFileName},
+                          {QStringLiteral("firstItemSpan"), read.firstItemSpan},
+                          {QStringLiteral("secondItemSpan"), read.secondItemSpan}};
+    if (read.videoTiming) {
+        component[QStringLiteral("videoTiming")] =
+            QJsonObject{{QStringLiteral("start"), read.videoTiming->start},
+                        {QStringLiteral("length"), read.videoTiming->length},
+                        {QStringLiteral("frameRate"), read.videoTiming->frameRate}};
+    } else {
+        component[QStringLiteral("useMediaTiming")] = true;
+    }
+    addMetadata(component, addOn, record->categories, record->collectionId);
+    return component;
+}
+
+QString AddOnReader::presetCollectionId(const Package::CollectionAddOn& addOn) const {
+    Serialize::ObjectStorage storage;
+    QString problem;
+    const auto record =
+        loadRecord<Overlay::Preset>(Bundle::addOnFolder(m_root, addOn.path), storage, &problem);
+    return record ? record->collectionId : QString();
 }
 
 std::optional<qint32> AddOnReader::importKind(const Package::CollectionAddOn& addOn) const {

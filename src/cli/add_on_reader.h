@@ -34,6 +34,14 @@ public:
                                       const QString& timelineFileName,
                                       std::optional<Timeline::Object>* project) const;
 
+    // A finished overlay preset, as an overlay built from a timeline that it writes into
+    // `timeline` and the component names as `timelineFileName`. What the rebuild only
+    // approximates is a warning (see PresetTimeline).
+    std::optional<QJsonObject> preset(const Package::CollectionAddOn& addOn,
+                                      const QString& timelineFileName, QByteArray* timeline) const;
+    // The collection id of a preset's stored record; empty when it cannot be read.
+    QString presetCollectionId(const Package::CollectionAddOn& addOn) const;
+
     // The stored import kind of an add-on's item; nullopt when it cannot be read.
     std::optional<qint32> importKind(const Package::CollectionAddOn& addOn) const;
 

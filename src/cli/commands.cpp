@@ -7,6 +7,8 @@
 #include "cli/build_command.h"
 #include "cli/check_command.h"
 #include "cli/cli_error.h"
+#include "cli/diff_command.h"
+#include "cli/ls_command.h"
 #include "cli/open_command.h"
 #include "cli/report_command.h"
 #include "cli/signal_guard.h"
@@ -32,6 +34,13 @@ const char* const kUsage =
     "                    show the description, the add-on lists and every stored item\n"
     "  open PACKAGE.qpack --into DIR [--json] [--recipe OUT.json]\n"
     "                    unpack a package for editing and show its build context\n"
+    "  ls PACKAGE.qpack [--json]\n"
+    "                    list the items and resources without unpacking the package\n"
+    "  extract PACKAGE.qpack NAME -o FILE [--force]\n"
+    "                    take one item (effects[0]) or resource (resources/clip.mp4) out\n"
+    "  diff A.qpack B.qpack [--json] [--ids]\n"
+    "                    compare two packages by what they hold: exit code 0 when equal, 1 when\n"
+    "                    they differ, 2 when they cannot be compared\n"
     "  finalize PACKAGE.qpack -o DIR\n"
     "                    turn an intermediate overlay package into a finished one\n"
     "  verify PACKAGE.qpack [--json] [--content]\n"
@@ -52,6 +61,8 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         {QStringLiteral("build"), buildCommand},       {QStringLiteral("check"), checkCommand},
         {QStringLiteral("inspect"), inspectCommand},   {QStringLiteral("open"), openCommand},
         {QStringLiteral("finalize"), finalizeCommand}, {QStringLiteral("verify"), verifyCommand},
+        {QStringLiteral("diff"), diffCommand},         {QStringLiteral("ls"), lsCommand},
+        {QStringLiteral("extract"), extractCommand},
     };
     int code = 0;
     try {

@@ -192,8 +192,8 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
         const QFileInfo recipeFile(parser.value(recipeOption));
         refuseFilesOutside(context, folder, packagePath);
         requireUsableName(packagePath, manifest.name, QStringLiteral("a recipe"));
-        const PackageRecipe recipe = PackageRecipe::read(
-            object, manifest, context, recipeFile.absoluteFilePath(), packagePath);
+        const PackageRecipe recipe =
+            PackageRecipe::read(object, manifest, recipeFile.absoluteFilePath(), packagePath);
         for (const QString& line : recipe.warnings)
             err << "packwright: warning: " << terminalSafe(line) << "\n";
         if (recipe.carriesNothing())
@@ -205,7 +205,11 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
         if (!recipe.timeline.isEmpty())
             files.append(
                 {recipeFile.absoluteDir().filePath(recipe.timelineFileName), recipe.timeline});
+        for (const auto& overlay : recipe.overlayTimelines)
+            files.append({recipeFile.absoluteDir().filePath(overlay.first), overlay.second});
         files.append({recipeFile.absoluteFilePath(), recipe.json});
+        for (const auto& file : files)
+            refuseOutputOverInput(file.first, {packagePath}, QStringLiteral("--recipe"));
         for (const auto& file : files)
             cleanup.writing(file.first);
         FS::writeFilesAtomically(files);
