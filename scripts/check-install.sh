@@ -63,18 +63,20 @@ cmake --build "$work/headers/build" >/dev/null || fail "the installed headers do
 cp -r examples/library "$work/example"
 cmake -S "$work/example" -B "$work/example/build" "${cmake_flags[@]}" >/dev/null
 cmake --build "$work/example/build" >/dev/null
-if grep -q "$repo/" "$work/example/build/compile_commands.json" "$work/headers/build/compile_commands.json"; then
+if grep -q "$repo/" "$work/example/build/compile_commands.json" \
+  "$work/headers/build/compile_commands.json"; then
   fail "a consumer's compile command refers to the source tree"
 fi
 QT_QPA_PLATFORM=offscreen "$work/example/build/library_example" "$work/summer.qpack"
 unzip -tq "$work/summer.qpack" >/dev/null || fail "the example's package is no sound zip"
 
 # The README's library snippet is the example's marked blocks, unindented, a blank line between.
-awk '/\/\/ \[readme\]$/ {if (blocks++) print ""; inside = 1; next} /\/\/ \[readme end\]$/ {inside = 0}
-  inside {sub(/^    /, ""); print}' examples/library/main.cpp >"$work/snippet.cpp"
+awk '/\/\/ \[readme\]$/ {if (blocks++) print ""; inside = 1; next}
+  /\/\/ \[readme end\]$/ {inside = 0} inside {sub(/^    /, ""); print}' examples/library/main.cpp \
+  >"$work/snippet.cpp"
 awk '/^## / {section = ($0 == "## The library")} section && /^```cpp$/ {inside = 1; next}
   /^```$/ {inside = 0} section && inside' README.md >"$work/readme.cpp"
 diff -u "$work/snippet.cpp" "$work/readme.cpp" ||
   fail "README's library snippet differs from the marked block of examples/library/main.cpp"
-echo "install check: $(echo "$headers" | wc -l) public headers compile against the installed package; examples/library" \
-  "built against the installed package and reopened its package"
+echo "install check: $(echo "$headers" | wc -l) public headers compile against the installed" \
+  "package; examples/library built against it and reopened its package"
