@@ -1,16 +1,82 @@
 #!/usr/bin/env bash
-# Installs the library into a temporary prefix and builds a small application against it with
-# find_package(Packwright), as an application of ours would.
+# Installs the library from build/ into a clean prefix and uses it as an application would, with
+# only the installed files to go by:
+#   - no private header is installed, and no installed header includes one, or libzip's or
+#     FFmpeg's headers, or anything that is not installed;
+#   - every installed header compiles as <packwright/...> through find_package(Packwright);
+#   - examples/library, copied out of the source tree, builds against the prefix and runs: it
+#     builds a package with a LUT effect and a title and reopens it;
+#   - the README shows that example's code as it is.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+repo=$(pwd)
 
-prefix=$(mktemp -d)
-consumer=$(mktemp -d)
-trap 'rm -rf "$prefix" "$consumer"' EXIT
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix="$work/prefix"
+fail() {
+  echo "install check: $*" >&2
+  exit 1
+}
 
 cmake --install build --prefix "$prefix" >/dev/null
-cmake -S tests/install -B "$consumer" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-cmake --build "$consumer" >/dev/null
-QT_QPA_PLATFORM=offscreen "$consumer/consumer" "$consumer/consumer-made.qpack"
-unzip -tq "$consumer/consumer-made.qpack"
-echo "install check: an application built against the installed library made a package"
+include="$prefix/include/packwright"
+[ -f "$include/package/builder.h" ] || fail "no public header under $include"
+
+# The private headers: the libzip and FFmpeg glue, and what includes it.
+for private in platform/bundle/zip_support.h platform/media/av_support.h \
+  platform/media/frame_finder.h platform/media/stream_reader_impl.h; do
+  [ ! -e "$include/$private" ] || fail "the private header $private is installed"
+done
+headers=$(cd "$include" && find . -name '*.h' | sed 's|^\./||' | LC_ALL=C sort)
+for header in $headers; do
+  if grep -Eq '#include <(zip\.h|libav|libsw)' "$include/$header"; then
+    fail "$header includes a libzip or FFmpeg header"
+  fi
+  for included in $(sed -n 's|^#include "\(.*\)"|\1|p' "$include/$header"); do
+    [ -f "$include/$included" ] || fail "$header includes $included, which is not installed"
+  done
+done
+if grep -q 'PkgConfig::' "$prefix"/lib*/cmake/Packwright/*.cmake; then
+  fail "the installed CMake package refers to libzip or FFmpeg"
+fi
+
+# Every public header on its own terms, and the example; neither sees the source tree.
+cmake_flags=(-G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF
+  -DCMAKE_EXPORT_COMPILE_COMMANDS=ON)
+mkdir "$work/headers"
+{
+  for header in $headers; do echo "#include <packwright/$header>"; done
+  echo "int main() { return 0; }"
+} >"$work/headers/all_headers.cpp"
+cat >"$work/headers/CMakeLists.txt" <<'EOF'
+cmake_minimum_required(VERSION 3.16)
+project(PackwrightHeaders LANGUAGES CXX)
+set(CMAKE_CXX_STANDARD 17)
+find_package(Packwright REQUIRED)
+add_executable(all_headers all_headers.cpp)
+target_link_libraries(all_headers PRIVATE Packwright::packwright)
+EOF
+cmake -S "$work/headers" -B "$work/headers/build" "${cmake_flags[@]}" >/dev/null
+cmake --build "$work/headers/build" >/dev/null || fail "the installed headers do not compile alone"
+
+cp -r examples/library "$work/example"
+cmake -S "$work/example" -B "$work/example/build" "${cmake_flags[@]}" >/dev/null
+cmake --build "$work/example/build" >/dev/null
+if grep -q "$repo/" "$work/example/build/compile_commands.json" \
+  "$work/headers/build/compile_commands.json"; then
+  fail "a consumer's compile command refers to the source tree"
+fi
+QT_QPA_PLATFORM=offscreen "$work/example/build/library_example" "$work/summer.qpack"
+unzip -tq "$work/summer.qpack" >/dev/null || fail "the example's package is no sound zip"
+
+# The README's library snippet is the example's marked blocks, unindented, a blank line between.
+awk '/\/\/ \[readme\]$/ {if (blocks++) print ""; inside = 1; next}
+  /\/\/ \[readme end\]$/ {inside = 0} inside {sub(/^    /, ""); print}' examples/library/main.cpp \
+  >"$work/snippet.cpp"
+awk '/^## / {section = ($0 == "## The library")} section && /^```cpp$/ {inside = 1; next}
+  /^```$/ {inside = 0} section && inside' README.md >"$work/readme.cpp"
+diff -u "$work/snippet.cpp" "$work/readme.cpp" ||
+  fail "README's library snippet differs from the marked block of examples/library/main.cpp"
+echo "install check: $(echo "$headers" | wc -l) public headers compile against the installed" \
+  "package; examples/library built against it and reopened its package"

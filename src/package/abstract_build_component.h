@@ -8,8 +8,9 @@
 
 namespace Package {
 
-// The common base of the concrete components: the metadata that every built item gets.
-// Needs a QGuiApplication, as every image does.
+// The common base of the concrete components: the metadata that every built item gets (preview,
+// categories, collection id), which it owns by value. Its constructor makes the default preview,
+// so it throws Types::NoGuiApplicationError when the program has no QGuiApplication.
 class AbstractBuildComponent : public IBuildComponent {
 public:
     // Empty categories and collection id; the preview is an 80 x 80 grey square.

@@ -9,6 +9,7 @@
 namespace Package {
 
 // The package-wide data of one build: what a reopened package tells besides its record.
+// Package::Extractor makes these; plain values that own their strings and never throw.
 struct BuildContext {
     QString previewPath;  // "preview.png" beside the content when it exists, else empty
     QString name;

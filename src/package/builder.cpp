@@ -9,6 +9,7 @@
 #include "platform/fs/fs.h"
 #include "platform/layout/package_structure_description.h"
 #include "platform/serialize/archive.h"
+#include "platform/serialize/no_gui_application_error.h"
 
 namespace Package {
 
@@ -33,6 +34,7 @@ Builder& Builder::setupBuildComponent(std::shared_ptr<IBuildComponent> component
 }
 
 void Builder::build(const QString& uuid) {
+    Types::requireGuiApplication(QStringLiteral("building the package %1").arg(m_packagePath));
     // Checked before any component writes: a marker in the folder would send files elsewhere, and
     // a name that XML cannot carry would leave the description and the content file disagreeing.
     requireNoReplaceableMarker(QStringLiteral("working folder"), m_package.folder);

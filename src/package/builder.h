@@ -21,7 +21,7 @@ namespace Package {
 // removing it is the caller's business.
 //
 // The builder owns its package object and shares its components: a copy builds the same components
-// into its own copy of the package object.
+// into its own copy of the package object. Building needs a QGuiApplication (images are pixmaps).
 class Builder {
 public:
     // Takes the package object (its folder and name); the manifest name is the object's name.
@@ -35,10 +35,13 @@ public:
     Builder& setupBuildComponent(std::shared_ptr<IBuildComponent> component);
 
     // Runs the build. An empty `uuid` gives the package a newly generated id. Every error is an
-    // exception; what was written to the working folder so far stays there. Before anything is
-    // written, throws std::invalid_argument for a working folder that holds a place marker that
-    // the layout's patterns would replace, and for a name that the description cannot carry (see
-    // name_checks.h).
+    // exception; what was written to the working folder so far stays there, and the package file
+    // appears whole or not at all. Before anything is written, throws
+    // Types::NoGuiApplicationError when the program has no QGuiApplication, and
+    // std::invalid_argument for a working folder that holds a place marker that the layout's
+    // patterns would replace, and for a name that the description cannot carry (see
+    // name_checks.h). Later: FS::Error for a failed write, Bundle::Error from packing, and what
+    // the components and their fixups throw.
     void build(const QString& uuid);
 
     // How the package file is packed (progress, cancelling); by default silently.

@@ -10,7 +10,8 @@
 namespace Package {
 
 // Writes the package description when it is constructed, then receives the images and blobs of the
-// package object while the content file is serialized (images are named "preview...").
+// package object while the content file is serialized (images are named "preview..."). Shares the
+// content writer it is given. Throws FS::Error when a write fails.
 class PresetWriter : public Bundle::AbstractContentReceiver {
 public:
     // An empty `uuid` is replaced by a newly generated braced one.

@@ -11,8 +11,11 @@ class Object;
 
 // Reopening built packages for editing. Both operations read stored items through the collection
 // service of the process (EditorCollection::CollectionService), which must be alive while they
-// run. An add-on path that leads out of the package's folder is never followed: its folder counts
-// as one that holds nothing.
+// run: when one has to read an item and no service is running, it throws
+// EditorCollection::NoCollectionServiceError, and Types::NoGuiApplicationError when the program
+// has no QGuiApplication (stored previews are pixmaps). An add-on path that leads out of the
+// package's folder is never followed: its folder counts as one that holds nothing. What they
+// return owns everything it refers to.
 namespace Package::Extractor {
 
 // What a built package holds.

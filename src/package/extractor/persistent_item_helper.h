@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/collection/load_persistent_item_request.h"
+#include "platform/collection/no_collection_service_error.h"
 #include "platform/pubsub/dispatcher.h"
 
 namespace EditorCollection {
@@ -15,8 +16,10 @@ namespace EditorCollection {
 //
 // Construction does the whole exchange: the helper subscribes itself for the answers, sends one
 // request with the folder (and an empty unique id) to every subscriber of the request type,
-// collects the answers in arrival order, and unsubscribes. With no service, or no readable item,
-// items() is empty.
+// collects the answers in arrival order, and unsubscribes. With no readable item, items() is
+// empty. With no service at all, the constructor throws EditorCollection::NoCollectionServiceError
+// naming the item type and the folder; it lets through what the service throws for a program
+// without a QGuiApplication (Types::NoGuiApplicationError).
 //
 // The helper owns what it loaded: each record's `item` lives in storage that the helper shares
 // with the answer, so the records (and copies of them) stay valid as long as the helper lives.
@@ -30,9 +33,12 @@ public:
 
     explicit PersistentItemHelper(const QString& folder) {
         auto& dispatcher = PubSub::Details::Dispatcher::instance();
+        const auto answerers = dispatcher.getSubscribers<Request>();
+        if (answerers.empty())
+            throw NoCollectionServiceError(QString::fromStdString(T::staticTypeName()), folder);
         this->subscribe();
         const Request request(folder, QString(), this);
-        for (PubSub::Details::Subscriber<Request>* answerer : dispatcher.getSubscribers<Request>())
+        for (PubSub::Details::Subscriber<Request>* answerer : answerers)
             dispatcher.send(answerer, request);
         this->unsubscribe();
     }

@@ -9,7 +9,9 @@ namespace Bundle {
 
 // Stores the images (as PNG) and blobs of a serialized object through a content writer. The first
 // image is named imageBaseName() + ".png", later ones imageBaseName() + "_2.png" and so on; blobs
-// likewise with blobBaseName() (or "blob" when that is empty) and ".bin".
+// likewise with blobBaseName() (or "blob" when that is empty) and ".bin". Shares the writer;
+// throws what it throws (FS::Error when the disk fails), and Bundle::Error for an image that
+// cannot be encoded.
 class AbstractContentReceiver : public Serialize::IContentReceiver {
 public:
     explicit AbstractContentReceiver(const std::shared_ptr<IContentWriter>& writer);

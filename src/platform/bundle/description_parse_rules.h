@@ -5,7 +5,7 @@
 namespace Bundle {
 
 // The file names and XML tags of a package description. The two file names are per instance (a
-// package could name its files otherwise); the tags are fixed.
+// package could name its files otherwise); the tags are fixed. A plain value; throws nothing.
 struct DescriptionParseRules {
     QString descriptionFile = QStringLiteral("package.xml");
     QString contentFile = QStringLiteral("content.xml");

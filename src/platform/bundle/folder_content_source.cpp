@@ -7,6 +7,7 @@
 #include "platform/bundle/flat_writer.h"
 #include "platform/bundle/image_file.h"
 #include "platform/serialize/error.h"
+#include "platform/serialize/no_gui_application_error.h"
 
 namespace Bundle {
 
@@ -26,6 +27,7 @@ QString FolderContentSource::resolve(const QString& name) const {
 
 Types::Image FolderContentSource::GetImage(const QString& name) {
     const QString path = resolve(name);
+    Types::requireGuiApplication(QStringLiteral("reading the image %1").arg(path));
     QImage image;
     try {
         image = readImageFile(path, m_limits);

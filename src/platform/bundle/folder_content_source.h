@@ -7,7 +7,9 @@ namespace Bundle {
 
 // Gives back the images and blobs that an archive in `folder` names, reading them from that folder.
 // Only plain file names are accepted, so an archive cannot reach outside its folder; images and
-// blobs are read within `limits` (an image's size is checked before it is decoded).
+// blobs are read within `limits` (an image's size is checked before it is decoded). Throws
+// Serialize::Error naming the file for a name it refuses or a file it cannot read, and
+// Types::NoGuiApplicationError for an image when the program has no QGuiApplication.
 class FolderContentSource : public Serialize::IContentSource {
 public:
     explicit FolderContentSource(const QString& folder, const ReadLimits& limits = {});

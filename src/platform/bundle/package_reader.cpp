@@ -12,6 +12,7 @@
 #include "platform/bundle/zip.h"
 #include "platform/layout/package_structure_description.h"
 #include "platform/serialize/archive.h"
+#include "platform/serialize/no_gui_application_error.h"
 
 namespace Bundle {
 namespace {
@@ -158,6 +159,7 @@ Package::Object readContentFile(const QString& folder, const QString& contentFil
 
 Package::Object readPackageFolder(const QString& folder, PackageManifest* manifestOut,
                                   const DescriptionParseRules& rules, const ReadLimits& limits) {
+    Types::requireGuiApplication(QStringLiteral("reading the package in %1").arg(folder));
     const PackageManifest manifest =
         readManifest(folder, folder + QLatin1Char('/') + rules.descriptionFile, rules, limits);
     Package::Object object = readContentFile(
@@ -170,6 +172,8 @@ Package::Object readPackageFolder(const QString& folder, PackageManifest* manife
 Package::Object openPackage(const QString& packagePath, const QString& folder,
                             PackageManifest* manifest, const DescriptionParseRules& rules,
                             const ReadLimits& limits) {
+    // Before unpacking: the stored previews could not be read, so nothing would be gained.
+    Types::requireGuiApplication(QStringLiteral("opening the package %1").arg(packagePath));
     Zip::extractAll(packagePath, folder, limits);
     return readPackageFolder(folder, manifest, rules, limits);
 }

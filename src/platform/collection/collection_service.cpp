@@ -9,6 +9,7 @@
 #include "platform/model/import_object.h"
 #include "platform/model/overlay_preset.h"
 #include "platform/model/transition_object.h"
+#include "platform/serialize/no_gui_application_error.h"
 
 namespace EditorCollection {
 namespace {
@@ -38,6 +39,8 @@ private:
                                                  Serialize::ObjectStorage& storage) {
         try {
             return Bundle::loadItem<T>(folder, storage);
+        } catch (const Types::NoGuiApplicationError&) {
+            throw;  // the program's fault, not the item's: no item would ever load
         } catch (const std::exception&) {
             // Unreadable, malformed or of another item type (std::bad_cast): not an item of this
             // collection, so there is nothing to answer with.

@@ -10,7 +10,7 @@ class Object;
 }
 
 // Geometry helpers for placing pictures in a scene. Transforms follow Qt's convention: in a product
-// A * B, A is applied first.
+// A * B, A is applied first. Pure functions that throw nothing.
 namespace Geometry {
 
 // Expresses `transform`, given in the unit square, in the coordinates of `rect` (the identity

@@ -4,7 +4,7 @@
 
 namespace Package {
 
-// The fixed folder names of a package's layout, relative to the package root.
+// The fixed folder names of a package's layout, relative to the package root. Constants only.
 struct PackageStructureDescription {
     static inline const QString effectDir = QStringLiteral("effects");
     static inline const QString transitionDir = QStringLiteral("transitions");

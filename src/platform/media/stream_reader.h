@@ -14,7 +14,9 @@ class CoreParser;
 namespace Media {
 
 // An open media file: its demuxer, and the description read from it when it was opened.
-// Made by CoreParser::openSource and shared through boost::intrusive_ptr.
+// Made by CoreParser::openSource and shared through boost::intrusive_ptr; it owns the demuxer,
+// which only the media library's own sources see (the FFmpeg types stay out of this header).
+// Throws nothing once made.
 class StreamReader : public boost::intrusive_ref_counter<StreamReader> {
 public:
     ~StreamReader();

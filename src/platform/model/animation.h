@@ -48,6 +48,7 @@ public:
 
 // An animation envelope: a default value and keys ordered by step. Between two keys the
 // Interpolator blends their values; before the first and after the last key the nearest key holds.
+// A value type that owns its keys; reading one throws Serialize::Error for a malformed archive.
 template <class Trait, class Interpolator>
 class Item : public Serialize::ISerializable {
 public:

@@ -3,7 +3,8 @@
 #include <QString>
 
 // The catalogue ids and groups of the editor's own effects and transitions that the package
-// library refers to. They are the texts that stored items carry, so they never change.
+// library refers to. They are the texts that stored items carry, so they never change. Constants
+// only.
 
 namespace Effect {
 namespace Id {

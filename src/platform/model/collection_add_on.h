@@ -10,7 +10,8 @@
 namespace Package {
 
 // One stored item folder of a package: its path relative to the package root ("effects/{uuid}/"),
-// its categories (category id to collection id) and the resources that the item uses.
+// its categories (category id to collection id) and the resources that the item uses. A value
+// type; reading one throws Serialize::Error for a malformed archive.
 class CollectionAddOn : public Serialize::ISerializable {
 public:
     QString path;

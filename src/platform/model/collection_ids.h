@@ -4,7 +4,7 @@
 
 namespace EditorCollection {
 
-// The editor's collections that overlay presets are filed under.
+// The editor's collections that overlay presets are filed under. Constants only.
 namespace CollectionID {
 inline const QString TITLES = QStringLiteral("titles");
 inline const QString CALLOUTS = QStringLiteral("callouts");

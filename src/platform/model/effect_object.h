@@ -9,7 +9,8 @@
 namespace Effect {
 
 // An effect of the editor: its two leading texts (the title and the description that the editor
-// shows), its catalogue id and its group.
+// shows), its catalogue id and its group. A value type that owns its texts. Reading one throws
+// Serialize::Error for a malformed archive.
 class Object : public virtual Serialize::ISerializable, public virtual PubSub::Object {
 public:
     Object() = default;

@@ -10,6 +10,7 @@ namespace Import {
 // A media item of the editor's collection: a file that travels in its package, or one that the
 // editor downloads later from `remoteUrl()`. `location()` is where the editor finds the file:
 // a package-relative resource path, or a "#DOWNLOADABLE_PATH#/..." text resolved at download time.
+// A value type; reading one throws Serialize::Error for a malformed archive.
 class Object : public virtual Serialize::ISerializable, public virtual PubSub::Object {
 public:
     // The stored kinds. Other is also what an unknown kind falls back to; Intro marks an editor

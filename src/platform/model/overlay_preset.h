@@ -41,7 +41,9 @@ public:
     void Deserialize(Serialize::IDeserializer& deserializer) override;
 };
 
-// A title, callout or sticker: items that play together over `duration` milliseconds.
+// A title, callout or sticker: items that play together over `duration` milliseconds. Presets and
+// items are value types that own their items and envelopes; reading one throws Serialize::Error
+// for a malformed archive.
 class Preset : public virtual Serialize::ISerializable, public virtual PubSub::Object {
 public:
     // What kind of overlay the preset is; Unknown for none of them.

@@ -11,6 +11,7 @@ namespace Package {
 
 // The package being built or opened: its working folder, its name and its four add-on lists.
 // Serialized as a whole into the package's content file. A value type: copies are independent.
+// Reading one throws Serialize::Error for a malformed content file.
 class Object : public virtual Serialize::ISerializable, public virtual PubSub::Object {
 public:
     QString folder;  // absolute path of the working (or unpack) folder

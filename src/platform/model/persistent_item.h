@@ -20,7 +20,9 @@ namespace EditorCollection {
 // static staticTypeName() (Effect::Object, Transition::Object, Import::Object, Overlay::Preset).
 //
 // The record does not own `item`. When a record is read, the item is created in the reading
-// deserializer's object storage.
+// deserializer's object storage. The record owns its preview, a Types::Image, so making one
+// throws Types::NoGuiApplicationError when the program has no QGuiApplication; reading one throws
+// Serialize::Error for a malformed archive.
 template <class T>
 class PersistentItem : public Serialize::ISerializable, public virtual PubSub::Object {
 public:

@@ -6,7 +6,7 @@ namespace Project {
 
 // What a project file holds: the project's main object, a Timeline::Object for the editor's
 // projects. The content does not own it: a writer reads it from its owner, and a reader keeps what
-// it read in its own storage.
+// it read in its own storage. Reading one throws Serialize::Error for a malformed archive.
 class Content : public Serialize::ISerializable {
 public:
     Serialize::ISerializable* projectObject = nullptr;

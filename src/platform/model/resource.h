@@ -37,6 +37,7 @@ bool parseResource(const QString& text, std::tuple<QString, Type>* key);
 namespace Package {
 
 // One resource file of a package: its package-relative path, its key (id and type) and its timing.
+// A value type; reading one throws Serialize::Error for a malformed archive.
 class Resource : public Serialize::ISerializable {
 public:
     using Type = ::Resource::Type;

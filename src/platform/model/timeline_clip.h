@@ -61,7 +61,8 @@ struct Media {
 
 // One clip of a timeline: on which track and where it plays, its media, the effects applied to
 // it, the overlay it shows (titles, stickers, callouts) and its transformation envelope. The clip
-// owns its effects, preset and envelope; copies are deep.
+// owns its effects, preset and envelope; copies are deep. Reading one throws Serialize::Error for
+// a malformed archive.
 class Clip : public Serialize::ISerializable {
 public:
     Clip() = default;

@@ -8,7 +8,8 @@
 namespace Types {
 
 // A 3 x 3 affine or projective transform as the editor model stores it, row by row (m11 ... m33,
-// the order of QTransform's constructor). The default is the identity.
+// the order of QTransform's constructor). The default is the identity. A value type; reading one
+// throws Serialize::Error for a malformed archive.
 class Transform : public Serialize::ISerializable {
 public:
     Transform() = default;

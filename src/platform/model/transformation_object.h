@@ -6,7 +6,8 @@ namespace Transformation {
 
 // How an overlay item or a clip is placed at one moment: its position in the scene (as fractions of
 // the scene's width and height, 0.5 being the centre), its scale, its rotation in degrees and its
-// opacity. Animation envelopes interpolate between such values.
+// opacity. Animation envelopes interpolate between such values. A value type; reading one throws
+// Serialize::Error for a malformed archive.
 class Object : public Serialize::ISerializable {
 public:
     double x = 0.5;

@@ -21,7 +21,8 @@ struct ResourceReference {
 
 // A transition of the editor: its two leading texts, its catalogue id, how a template transition
 // uses its media (`maskMode` for masks, `overlayMode` for overlay clips; 0 when unused) and the
-// resources it refers to.
+// resources it refers to. A value type; reading one throws Serialize::Error for a malformed
+// archive.
 class Object : public virtual Serialize::ISerializable, public virtual PubSub::Object {
 public:
     Object() = default;

@@ -2,5 +2,5 @@
 
 #include <QString>
 
-// A new id for an editor item, unique across processes: a UUID without braces.
+// A new id for an editor item, unique across processes: a UUID without braces. Throws nothing.
 QString nextUniqueId();

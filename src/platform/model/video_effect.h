@@ -8,7 +8,8 @@
 namespace Effect {
 
 // An effect that processes the picture. Adds the intensity at which it applies; effects that
-// honour it say so through isIntensityAdjustable().
+// honour it say so through isIntensityAdjustable(). Effects are value types; reading one throws
+// Serialize::Error for a malformed archive.
 class VideoEffect : public Object {
 public:
     VideoEffect() = default;

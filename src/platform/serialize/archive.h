@@ -27,7 +27,8 @@ std::unique_ptr<ISerializable> readArchive(const QByteArray& data, const QString
                                            IContentSource& source, ObjectStorage& storage,
                                            const ParseLimits& limits = {});
 
-// Keeps images and blobs in memory, as receiver and as source: for cloning and for tests.
+// Keeps images and blobs in memory, as receiver and as source: for cloning and for tests. Owns
+// them; GetImage() and GetBlob() throw Serialize::Error for a name it was never given.
 class MemoryContent : public IContentReceiver, public IContentSource {
 public:
     QString PutImage(const Types::Image& image) override;

@@ -9,7 +9,8 @@ class ISerializer;
 class IDeserializer;
 
 // An object that the serialization library can write and read back. Its type name is written with
-// it and selects the factory that recreates it on reading (see TypeRegistry).
+// it and selects the factory that recreates it on reading (see TypeRegistry). Deserialize() throws
+// Serialize::Error for an archive that does not hold what the type expects.
 class ISerializable {
 public:
     virtual ~ISerializable() = default;

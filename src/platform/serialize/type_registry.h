@@ -12,7 +12,8 @@
 namespace Serialize {
 
 // Maps the type names written into archives to factories that recreate the objects on reading.
-// Types register themselves from their own source file with a static RegisterType object.
+// Types register themselves from their own source file with a static RegisterType object. Owns the
+// factories; thread-safe; throws nothing of its own.
 class TypeRegistry {
 public:
     using Factory = std::function<std::unique_ptr<ISerializable>()>;

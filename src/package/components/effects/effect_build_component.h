@@ -7,9 +7,14 @@
 
 namespace Package {
 
-// The public effect component: a LUT or an external-shader effect. It forwards build() to its
-// implementation and nothing else: its own preview, categories and collection id are not handed
-// on, so the implementation builds with its defaults. Callers rely on that; keep it.
+// The public effect component: a LUT or an external-shader effect. It owns one implementation
+// component (LutEffectBuildComponent or ShaderBasedEffectBuildComponent) and forwards build() to it
+// and nothing else.
+//
+// setPreview(), setCategories() and setCollectionId() are accepted and IGNORED: they are not handed
+// on, so the effect is stored with the default preview, no categories and an empty collection id.
+// Callers rely on that; keep it. Throws what its implementation throws (see the base for the
+// constructor).
 class EffectBuildComponent : public AbstractBuildComponent {
 public:
     explicit EffectBuildComponent(const LutEffectParams& params);

@@ -7,7 +7,8 @@
 
 // The items of external-shader effects and transitions: a shader file and an optional auxiliary
 // image, both package resources referred to by id. An effect keeps its intensity in its
-// VideoEffect base; a transition keeps its own.
+// VideoEffect base; a transition keeps its own. Plain serializable values; reading one throws
+// Serialize::Error for a malformed archive.
 
 namespace Effect {
 

@@ -12,7 +12,8 @@ class CollectionAddOn;
 
 // Builds an external-shader item (ExternalShader, whose item base is Object): the shader file
 // becomes a resource of kind 4, the auxiliary image one of kind 3. Missing files leave their
-// references empty. Subclasses say where the item goes.
+// references empty. Subclasses say where the item goes. Owns a copy of the params; build() throws
+// what storing the item throws (FS::Error).
 template <class Object, class ExternalShader>
 class ShaderBasedObjectBuildComponent : public AbstractBuildComponent {
 public:

@@ -10,7 +10,8 @@ namespace Package {
 
 // Builds a template transition (Item: Transition::MaskTransition or Transition::Overlay) from one
 // media file, which becomes a resource of kind 1. The file is not checked: its resource is
-// registered even when it is missing, and the copy then fails without a report.
+// registered even when it is missing, and the copy then fails without a report. Owns the media
+// path; build() throws what storing the item throws (FS::Error).
 template <class Item>
 class TemplateTransitionBuildComponent : public AbstractBuildComponent {
 public:

@@ -4,7 +4,7 @@
 
 // The items of template transitions: a transition whose look comes from one media file, which the
 // item refers to in its resource list. They add no values of their own; each fixes how the editor
-// uses the file.
+// uses the file. Reading one throws Serialize::Error for a malformed archive.
 
 namespace Transition {
 

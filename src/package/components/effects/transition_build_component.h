@@ -8,8 +8,10 @@
 namespace Package {
 
 // The public transition component: a mask, overlay or external-shader transition. Like the effect
-// component, it forwards build() to its implementation and nothing else (its own preview,
-// categories and collection id are not handed on).
+// component, it owns one implementation component and forwards build() to it and nothing else.
+//
+// setPreview(), setCategories() and setCollectionId() are accepted and IGNORED: the transition is
+// stored with the implementation's defaults. Throws what its implementation throws.
 class TransitionBuildComponent : public AbstractBuildComponent {
 public:
     explicit TransitionBuildComponent(const MaskTransitionParams& params);

@@ -7,7 +7,8 @@ namespace Package {
 
 // Builds an import item: a media file carried in the package (copied into its resources by a
 // fixup) or one that the editor downloads later, whose location then keeps the
-// "#DOWNLOADABLE_PATH#" marker for the editor to resolve.
+// "#DOWNLOADABLE_PATH#" marker for the editor to resolve. Owns a copy of the params; build()
+// throws what storing the item throws (FS::Error). A missing local file still gives an item.
 class ImportBuildComponent : public AbstractBuildComponent {
 public:
     explicit ImportBuildComponent(const ImportParams& params);

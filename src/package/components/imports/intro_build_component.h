@@ -8,7 +8,8 @@ namespace Package {
 // Builds an intro: writes the params' timeline as a portable project bundle beside the working
 // folder ("<working folder>/../build/intro.bundle"), stores an import item of kind 4 that points
 // at the bundle, and returns one fixup that copies the bundle and every media file of the project
-// into the resources. The bundle stays in the build folder afterwards. build() throws
+// into the resources. The bundle stays in the build folder afterwards. Owns a clone of the params'
+// timeline. Besides FS::Error for a failed write, build() throws
 // std::invalid_argument, before it writes, for a working folder named "build" (see
 // requireBundleOutside).
 class IntroBuildComponent : public AbstractBuildComponent {

@@ -11,6 +11,9 @@ namespace Package {
 // Builds a finished overlay (a title, callout or sticker) from a timeline: every overlay clip's
 // items, and every video clip as a video item with its media and a still, flattened into one
 // Overlay::Preset stored in the folder named by the collection id.
+//
+// Owns a clone of the params (and so of the timeline). build() throws FS::Error when the disk
+// fails; the fixups that render the stills throw Media::Error for a video that cannot be decoded.
 class FinalOverlayBuildComponent : public AbstractBuildComponent {
 public:
     // Keeps a clone of the params (so winSubfolder is always false here).

@@ -12,6 +12,7 @@
 #include "package/extractor/extractor.h"
 #include "platform/fs/fs.h"
 #include "platform/model/collection_ids.h"
+#include "platform/serialize/no_gui_application_error.h"
 
 namespace Package {
 namespace {
@@ -33,6 +34,7 @@ QString collectionOf(qint32 overlayType) {
 }  // namespace
 
 QString finalizeOverlay(const Package::Object* package, const QString& folder) {
+    Types::requireGuiApplication(QStringLiteral("finalizing the overlay into %1").arg(folder));
     const auto type = Extractor::extractContentType(package);
     if (!type || *type != Extractor::ContentType::IntermediateOverlay)
         return QString();

@@ -15,6 +15,9 @@ class Object;
 // Bundle::Zip::compressAll). Returns the new package's uuid text, or an empty string, having built
 // nothing, when `package` does not hold an intermediate overlay. Errors of reading, building and
 // packing are thrown, and so is a target path that exists already (it is never overwritten).
+// Reading the package back needs a QGuiApplication and a running
+// EditorCollection::CollectionService: without them it throws Types::NoGuiApplicationError or
+// EditorCollection::NoCollectionServiceError before it builds anything.
 QString finalizeOverlay(const Package::Object* package, const QString& folder);
 
 }  // namespace Package

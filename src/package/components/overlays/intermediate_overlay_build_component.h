@@ -10,6 +10,8 @@ namespace Package {
 // Stores an overlay in its editable form: a one-item Overlay::Preset in the titles folder that
 // stands for the overlay, and the overlay's whole timeline as an intro (a project bundle) filed
 // under `introCollectionId`. Finalizing such a package flattens it into a finished overlay.
+// Throws what the intro component throws (std::invalid_argument for a working folder named
+// "build", FS::Error for a failed write).
 class IntermediateOverlayBuildComponent : public AbstractBuildComponent {
 public:
     // Keeps a clone of the params.

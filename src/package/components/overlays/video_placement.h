@@ -15,6 +15,8 @@ class Object;
 
 namespace Package {
 
+// Geometry of the overlay build's video items; pure functions that throw nothing.
+
 // The transform that fits size `from` into size `to`, stretching: the identity when either size is
 // null or the two are equal (within a relative 1e-12).
 QTransform fitTransform(const QSizeF& from, const QSizeF& to);
