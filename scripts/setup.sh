@@ -12,6 +12,7 @@ packages=(
   libopencolorio-dev glslang-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   zip unzip ffmpeg
+  chromium
 )
 if [ "${1:-}" = "--fuzz" ]; then
   packages+=(clang libclang-rt-dev)

@@ -8,6 +8,7 @@
 #include "cli/check_command.h"
 #include "cli/cli_error.h"
 #include "cli/open_command.h"
+#include "cli/preview/preview_command.h"
 #include "cli/report_command.h"
 #include "cli/signal_guard.h"
 #include "cli/terminal_text.h"
@@ -37,6 +38,8 @@ const char* const kUsage =
     "  verify PACKAGE.qpack [--json]\n"
     "                    check the archive, the description, every stored item and resource;\n"
     "                    exit code 1 when there are problems\n"
+    "  preview PACKAGE.qpack [-o SHEET.html | -o SHEET.png] [--frame IMAGE]\n"
+    "                    make a contact sheet showing every item of a package\n"
     "\n"
     "Options:\n"
     "  -h, --help        show this help (or a command's: packwright build --help)\n"
@@ -51,6 +54,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         {QStringLiteral("build"), buildCommand},       {QStringLiteral("check"), checkCommand},
         {QStringLiteral("inspect"), inspectCommand},   {QStringLiteral("open"), openCommand},
         {QStringLiteral("finalize"), finalizeCommand}, {QStringLiteral("verify"), verifyCommand},
+        {QStringLiteral("preview"), previewCommand},
     };
     int code = 0;
     try {
