@@ -44,7 +44,7 @@ protected:
     QString build(const QJsonArray& components, const QString& name = "Test Pack") {
         const QJsonObject recipe{{"name", name}, {"components", components}};
         TestSupport::writeFile(dir.filePath("recipe.json"), QJsonDocument(recipe).toJson());
-        for (const QString& file :
+        for (const QString file :
              {"effects/warm-afternoon.cube", "transitions/wipe-mask.png", "media/sunset.jpg"}) {
             QDir().mkpath(QFileInfo(dir.filePath(file)).absolutePath());
             QFile::copy(kExamples + "/" + file, dir.filePath(file));
@@ -176,7 +176,8 @@ struct Cube {
 };
 
 TEST_F(PreviewTest, LutCardShowsTheReferenceFrameBeforeAndThroughTheCube) {
-    const auto* lut = cardOf(htmlCards(html), "LUT effect");
+    const auto cards = htmlCards(html);
+    const auto* lut = cardOf(cards, "LUT effect");
     ASSERT_TRUE(lut);
     const QImage before = lut->pictures[1].second.convertToFormat(QImage::Format_RGB32);
     const QImage after = lut->pictures[2].second.convertToFormat(QImage::Format_RGB32);
@@ -201,8 +202,8 @@ TEST_F(PreviewTest, LutCardShowsTheReferenceFrameBeforeAndThroughTheCube) {
 }
 
 TEST_F(PreviewTest, FrameOptionShowsColourEffectsOnTheGivenPicture) {
-    const auto* lut = cardOf(
-        htmlCards(sheet(example, {"--frame", kExamples + "/media/sunset.jpg"})), "LUT effect");
+    const auto cards = htmlCards(sheet(example, {"--frame", kExamples + "/media/sunset.jpg"}));
+    const auto* lut = cardOf(cards, "LUT effect");
     ASSERT_TRUE(lut);
     const QImage before = lut->pictures[1].second;
     EXPECT_EQ(before.width(), Cli::Preview::ReferenceFrame::kWidth);
@@ -289,13 +290,15 @@ TEST_F(PreviewTest, LargeStoredVideoIsReadInPlaceFromTheArchive) {
     ASSERT_TRUE(device->seek(1000));
     EXPECT_EQ(device->read(64), TestSupport::readFile(video).mid(1000, 64));
 
-    const auto* card = cardOf(htmlCards(sheet(package)), "Video import");
+    const auto cards = htmlCards(sheet(package));
+    const auto* card = cardOf(cards, "Video import");
     ASSERT_TRUE(card);
-    EXPECT_EQ(captions(*card), QStringList({"first frame", "middle frame", "last frame"}));
+    EXPECT_EQ(captions(*card),
+              QStringList({"preview", "first frame", "middle frame", "last frame"}));
     EXPECT_TRUE(card->markup.contains("duration 4.00 s"));
     // testsrc2 moves: the three frames differ.
-    EXPECT_NE(card->pictures[0].second, card->pictures[1].second);
     EXPECT_NE(card->pictures[1].second, card->pictures[2].second);
+    EXPECT_NE(card->pictures[2].second, card->pictures[3].second);
 }
 
 TEST_F(PreviewTest, WrongCommandLinesAreRefusedWithoutWritingASheet) {
