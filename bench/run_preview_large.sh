@@ -5,8 +5,8 @@
 # the archive and decoded at the size it is shown at, never unpacked whole.
 #
 # The package is the same on every run: one 1080p video made bit-exact by ffmpeg (testsrc2,
-# MPEG-4 part 2, a key frame a second) imported COPIES times under different names (default 14,
-# about 50 MB each), a minute of audio, a picture, and the bundled example's LUT.
+# MPEG-4 part 2, a key frame a second) imported COPIES times under different names (default 11,
+# about 60 MB each), a minute of audio, a picture, and the bundled example's LUT.
 #
 #   run_preview_large.sh            PACKWRIGHT=path/to/packwright RUNS=N COPIES=N WORK=DIR
 #
@@ -17,7 +17,7 @@ set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="$root/build-bench"
 runs="${RUNS:-5}"
-copies="${COPIES:-14}"
+copies="${COPIES:-11}"
 
 command -v ffmpeg >/dev/null || { echo "run_preview_large: ffmpeg is not installed (scripts/setup.sh)" >&2; exit 1; }
 tool="${PACKWRIGHT:-}"

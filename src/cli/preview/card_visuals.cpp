@@ -174,7 +174,7 @@ void CardVisuals::videoFrames(const QString& entry, SheetCard& card) const {
         const qint64 duration = std::max<qint64>(0, reader.info().durationMs);
         card.notes << QStringLiteral("duration %1 s").arg(duration / 1000.0, 0, 'f', 2);
         const std::pair<const char*, qint64> times[] = {
-            {"first frame", 0}, {"middle frame", duration / 2}, {"last frame", duration}};
+            {"start", 0}, {"middle", duration / 2}, {"end", duration}};
         for (const auto& [caption, time] : times) {
             const QImage frame = reader.frameAt(time, kWidth);
             if (!frame.isNull())

@@ -51,7 +51,7 @@ private:
     void lut(const QString& lutEntry, SheetCard& card) const;
     void shader(const QString& shaderEntry, const QString& auxEntry, bool transition,
                 bool supportsIntensity, SheetCard& card) const;
-    // First, middle and last frames of a video entry, and its duration among the notes.
+    // Key frames at the start, middle and end of a video entry, and its duration among the notes.
     void videoFrames(const QString& entry, SheetCard& card) const;
     void waveform(const QString& entry, SheetCard& card) const;
     void intro(const QString& bundleEntry, SheetCard& card) const;

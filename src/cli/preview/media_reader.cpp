@@ -54,13 +54,20 @@ struct FreeIo {
     }
 };
 
-CodecContext openDecoder(AVStream* stream) {
+// A decoder for the stream. With `width`, a video decoder that can decode at a fraction of the
+// picture's size (MPEG-1, -2 and -4 part 2, MJPEG) does so, down to no less than that width.
+CodecContext openDecoder(AVStream* stream, int width = 0) {
     const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
     if (!codec)
         return nullptr;
     CodecContext context(avcodec_alloc_context3(codec));
     if (!context || avcodec_parameters_to_context(context.get(), stream->codecpar) < 0)
         return nullptr;
+    int lowres = 0;
+    while (width > 0 && lowres < codec->max_lowres &&
+           (stream->codecpar->width >> (lowres + 1)) >= width)
+        ++lowres;
+    context->lowres = lowres;
     if (avcodec_open2(context.get(), codec, nullptr) < 0)
         return nullptr;
     return context;
@@ -160,22 +167,22 @@ QImage MediaReader::frameAt(qint64 timeMs, int width) {
     AVFormatContext* format = m->format.get();
     AVStream* stream = format->streams[m->video];
     if (!m->videoDecoder)
-        m->videoDecoder = openDecoder(stream);
+        m->videoDecoder = openDecoder(stream, width);
     AVCodecContext* decoder = m->videoDecoder.get();
     if (!decoder)
         return QImage();
+    // The key frame at or before the time: a thumbnail needs no exact frame, and decoding from
+    // the key frame to an exact one would cost up to a whole group of full-size pictures.
     const int64_t target = av_rescale_q(timeMs, AVRational{1, 1000}, stream->time_base);
     const int64_t start = stream->start_time == AV_NOPTS_VALUE ? 0 : stream->start_time;
     av_seek_frame(format, m->video, start + target, AVSEEK_FLAG_BACKWARD);
     avcodec_flush_buffers(decoder);
 
     Frame best(av_frame_alloc());
-    Frame frame(av_frame_alloc());
     Packet packet(av_packet_alloc());
     bool haveBest = false;
-    bool done = false;
     bool draining = false;
-    for (int packets = 0; !done && packets < kPacketsPerFrame;) {
+    for (int packets = 0; !haveBest && packets < kPacketsPerFrame;) {
         if (!draining) {
             const int read = av_read_frame(format, packet.get());
             if (read < 0) {
@@ -188,27 +195,11 @@ QImage MediaReader::frameAt(qint64 timeMs, int width) {
                 av_packet_unref(packet.get());
             }
         }
-        for (;;) {
-            const int got = avcodec_receive_frame(decoder, frame.get());
-            if (got == AVERROR_EOF) {
-                done = true;
-                break;
-            }
-            if (got < 0)
-                break;
-            const int64_t pts = frame->best_effort_timestamp;
-            if (haveBest && pts != AV_NOPTS_VALUE && pts - start > target) {
-                done = true;
-                break;
-            }
-            av_frame_unref(best.get());
-            av_frame_move_ref(best.get(), frame.get());
+        const int got = avcodec_receive_frame(decoder, best.get());
+        if (got >= 0)
             haveBest = true;
-            if (pts != AV_NOPTS_VALUE && pts - start > target) {
-                done = true;
-                break;
-            }
-        }
+        else if (got == AVERROR_EOF || (draining && got != AVERROR(EAGAIN)))
+            break;
     }
     if (!haveBest || best->width <= 0 || best->height <= 0)
         return QImage();

@@ -31,8 +31,9 @@ public:
 
     const MediaInfo& info() const { return m_info; }
 
-    // The picture on screen at `timeMs` (the first before the start, the last past the end),
-    // scaled to `width` pixels wide. Null when there is no video or nothing decodes.
+    // The key frame at or before `timeMs` (the first frame before the start), scaled to `width`
+    // pixels wide as it is decoded (at a fraction of its size, where the codec can). Null when
+    // there is no video or nothing decodes.
     QImage frameAt(qint64 timeMs, int width);
 
     // The loudest sample of each of `buckets` equal stretches of the file, from 0 to 1, read

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <memory>
 
 #include "cli/preview/archive_entry_device.h"
 #include "platform/bundle/bundle_error.h"
@@ -78,10 +79,13 @@ PackageSource::PackageSource(const QString& packagePath, const QString& folder,
         Entry entry;
         entry.index = i;
         entry.size = qint64(st.size);
-        entry.kept = st.comp_method == ZIP_CM_STORE && entry.size > kKeptBytes;
-        m_entries[entryName] = entry;
-        if (!entry.kept)
-            unpack(entryName, entry, qint64(st.comp_size), state);
+        // Only resources: the readers of stored items and of the description want real files.
+        entry.kept = entryName.startsWith(QLatin1String("resources/")) &&
+                     st.comp_method == ZIP_CM_STORE && entry.size > kKeptBytes;
+        if (entry.kept || unpack(entryName, entry, qint64(st.comp_size), state))
+            m_entries[entryName] = entry;
+        else
+            m_damaged << name;
     }
 }
 
@@ -90,7 +94,7 @@ PackageSource::~PackageSource() {
         zip_discard(m_archive);
 }
 
-void PackageSource::unpack(const QString& name, const Entry& entry, qint64 compressed,
+bool PackageSource::unpack(const QString& name, const Entry& entry, qint64 compressed,
                            UnpackState& state) {
     const QString reason = state.meter.declare(entry.size, compressed);
     if (!reason.isEmpty())
@@ -98,14 +102,21 @@ void PackageSource::unpack(const QString& name, const Entry& entry, qint64 compr
     const QString target = m_root + QLatin1Char('/') + name;
     if (!QDir().mkpath(QFileInfo(target).absolutePath()))
         fail(m_packagePath, name, QStringLiteral("cannot make its folder"));
-    ArchiveEntryDevice device(m_archive, entry.index, entry.size, name);
+    std::unique_ptr<ArchiveEntryDevice> device;
+    try {
+        device = std::make_unique<ArchiveEntryDevice>(m_archive, entry.index, entry.size, name);
+    } catch (const Bundle::Error&) {
+        return false;  // encrypted, or a compression libzip does not know
+    }
     FS::AtomicFile file(target, QStringLiteral("preview"));
     state.meter.startEntry(compressed);
     char buffer[1 << 16];
     for (;;) {
-        const qint64 read = device.read(buffer, sizeof buffer);
-        if (read < 0)
-            fail(m_packagePath, name, QStringLiteral("its data does not read back"));
+        const qint64 read = device->read(buffer, sizeof buffer);
+        if (read < 0) {
+            file.discard();
+            return false;
+        }
         if (read == 0)
             break;
         const QString over = state.meter.add(read);
@@ -115,6 +126,7 @@ void PackageSource::unpack(const QString& name, const Entry& entry, qint64 compr
     }
     // A scratch copy for this run only: no need to sync the folder.
     file.commit(true, false);
+    return true;
 }
 
 qint64 PackageSource::size(const QString& entry) const {

@@ -2,6 +2,7 @@
 
 #include <QIODevice>
 #include <QString>
+#include <QStringList>
 #include <map>
 #include <memory>
 
@@ -14,12 +15,13 @@ namespace Cli::Preview {
 class UnpackState;
 
 // A package opened for looking at, without unpacking its media. Every entry is unpacked into a
-// folder except large stored ones (media: videos, big pictures), which stay in the archive and are
-// read in place through open(). Entry names are checked as an unpack checks them: nothing lands
-// outside the folder, links and special files are skipped, and sizes stop at the limits.
+// folder except large stored resources (media: videos, big pictures), which stay in the archive and
+// are read in place through open(). Entry names are checked as an unpack checks them: nothing
+// lands outside the folder, links and special files are skipped, and sizes stop at the limits.
+// An entry whose data does not read back intact is left out and listed by damaged().
 class PackageSource {
 public:
-    // Stored entries above this size stay in the archive.
+    // Stored entries of the resource folder above this size stay in the archive.
     static constexpr qint64 kKeptBytes = qint64(1) << 20;
 
     // Opens `packagePath` and unpacks what it keeps out of the archive into `folder`, which must
@@ -44,6 +46,9 @@ public:
     // The package-relative name of an absolute path under root(); empty when it is outside.
     QString entryOf(const QString& path) const;
 
+    // The entries left out because their data did not read back intact.
+    const QStringList& damaged() const { return m_damaged; }
+
 private:
     struct Entry {
         qint64 index = 0;
@@ -51,12 +56,14 @@ private:
         bool kept = false;  // left in the archive
     };
 
-    void unpack(const QString& name, const Entry& entry, qint64 compressed, UnpackState& state);
+    // False when the entry's data does not read back intact.
+    bool unpack(const QString& name, const Entry& entry, qint64 compressed, UnpackState& state);
 
     QString m_packagePath;
     QString m_root;
     zip* m_archive = nullptr;
     std::map<QString, Entry> m_entries;  // by cleaned package-relative name
+    QStringList m_damaged;
 };
 
 }  // namespace Cli::Preview

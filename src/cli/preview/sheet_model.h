@@ -11,7 +11,7 @@ namespace Cli::Preview {
 // What a contact sheet shows, read from a package alone; the HTML and PNG sheets draw the same.
 
 struct SheetPicture {
-    QString caption;  // "before", "after", "first frame", ...
+    QString caption;  // "before", "after", "middle", ...
     QImage image;     // already at the size it is shown at
 };
 

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <exception>
+#include <future>
 #include <map>
 
 #include "cli/cli_error.h"
@@ -86,50 +87,67 @@ QString importKind(const Import::Object& item) {
     }
 }
 
-// The record's own fields, common to every kind.
+// The record's item; with a card, the record's own fields, common to every kind, go on it.
 template <class T>
-const T* fillRecord(const Serialize::ISerializable* stored, SheetCard& card) {
+const T* fillRecord(const Serialize::ISerializable* stored, SheetCard* card) {
     const auto* record = dynamic_cast<const EditorCollection::PersistentItem<T>*>(stored);
     if (!record)
         return nullptr;
-    for (const QString& category : record->categories)
-        card.categories << category;
-    card.collection = record->collectionId;
-    if (!record->preview.isNull())
-        card.preview = record->preview.toImage().scaledToWidth(
-            std::min(CardVisuals::kWidth, record->preview.width()), Qt::SmoothTransformation);
+    if (card) {
+        for (const QString& category : record->categories)
+            card->categories << category;
+        card->collection = record->collectionId;
+        if (!record->preview.isNull())
+            card->preview = record->preview.toImage().scaledToWidth(
+                std::min(CardVisuals::kWidth, record->preview.width()), Qt::SmoothTransformation);
+    }
     return record->item;
 }
 
+// Fills the card's texts from its stored item, or, with `visuals`, its pictures.
 void fillCard(const QString& list, const Serialize::ISerializable* stored,
-              const Package::CollectionAddOn& addOn, const CardVisuals& visuals, SheetCard& card) {
+              const Package::CollectionAddOn& addOn, const CardVisuals* visuals, SheetCard& card) {
+    SheetCard* record = visuals ? nullptr : &card;  // the record's fields go on the texts' pass
     if (list == QLatin1String("effects")) {
-        if (const auto* item = fillRecord<Effect::Object>(stored, card)) {
+        if (const auto* item = fillRecord<Effect::Object>(stored, record)) {
+            if (visuals)
+                return visuals->effect(*item, addOn, card);
             card.kind = effectKind(*item);
             card.title = item->title;
             card.description = item->description;
-            visuals.effect(*item, addOn, card);
         }
     } else if (list == QLatin1String("transitions")) {
-        if (const auto* item = fillRecord<Transition::Object>(stored, card)) {
+        if (const auto* item = fillRecord<Transition::Object>(stored, record)) {
+            if (visuals)
+                return visuals->transition(*item, addOn, card);
             card.kind = transitionKind(*item);
             card.title = item->title;
             card.description = item->description;
-            visuals.transition(*item, addOn, card);
         }
     } else if (list == QLatin1String("presets")) {
-        if (const auto* item = fillRecord<Overlay::Preset>(stored, card)) {
+        if (const auto* item = fillRecord<Overlay::Preset>(stored, record)) {
+            if (visuals)
+                return visuals->preset(*item, addOn, card);
             card.kind = presetKind(*item);
             card.title = item->name;
-            visuals.preset(*item, addOn, card);
         }
-    } else if (const auto* item = fillRecord<Import::Object>(stored, card)) {
+    } else if (const auto* item = fillRecord<Import::Object>(stored, record)) {
+        if (visuals)
+            return visuals->import(*item, addOn, card);
         card.kind = importKind(*item);
         card.title = item->title();
         card.description = item->description();
-        visuals.import(*item, addOn, card);
     }
 }
+
+// One add-on on its way to a card: its stored item stays read until the pictures are drawn.
+struct PendingCard {
+    QString list;
+    const Package::CollectionAddOn* addOn = nullptr;
+    Serialize::ObjectStorage storage;
+    std::unique_ptr<Serialize::ISerializable> stored;
+    SheetCard card;
+};
 
 }  // namespace
 
@@ -164,36 +182,65 @@ SheetModel SheetReader::read(const QString& packagePath, const QImage& frame) {
         model.preview = visuals.picture(manifest.previewPath, scratch);
     }
 
-    // Everything that verify would report, from its own reading of the whole package.
-    const PackageVerifier verifier =
-        PackageVerifier::verify(packagePath, temporary.filePath(QStringLiteral("verify")));
-    for (const PackageVerifier::Problem& problem : verifier.problems())
-        model.problems << problem.message;
-
-    std::map<QString, int> counts;
+    // Stored items are read here: their images are pixmaps, which belong to this thread.
+    std::vector<std::unique_ptr<PendingCard>> pending;
     for (const AddOnList& info : addOnLists()) {
-        const QString list = QLatin1String(info.name);
         for (const Package::CollectionAddOn& addOn : object.*info.member) {
-            SheetCard card;
+            auto entry = std::make_unique<PendingCard>();
+            entry->list = QLatin1String(info.name);
+            entry->addOn = &addOn;
+            SheetCard& card = entry->card;
             card.path = addOn.path;
-            card.kind = list;
+            card.kind = entry->list;
             for (const Package::Resource& resource : addOn.resources) {
                 if (!resource.path.isEmpty())
                     card.resources.push_back({QFileInfo(resource.path).fileName(),
                                               resourceKind(resource.type()),
                                               source->size(resource.path)});
             }
-            Serialize::ObjectStorage storage;
             try {
-                const auto stored = readStoredItem(source->root(), list, addOn, storage);
-                fillCard(list, stored.get(), addOn, visuals, card);
+                entry->stored = readStoredItem(source->root(), entry->list, addOn, entry->storage);
+                fillCard(entry->list, entry->stored.get(), addOn, nullptr, card);
             } catch (const std::exception& error) {
                 card.problems << QString::fromUtf8(error.what());
+                entry->stored.reset();
             }
-            if (counts[card.kind]++ == 0)
-                model.counts.emplace_back(card.kind, 0);
-            model.cards.push_back(std::move(card));
+            pending.push_back(std::move(entry));
         }
+    }
+
+    // Decoding media and verify's reading of the whole archive take the most time: the pictures
+    // are drawn on a thread of their own meanwhile. They use only images, the archive handle of
+    // the source and the colour and shader libraries, which nothing else here touches.
+    // An intro's project may hold images, read as pixmaps: intros are drawn here afterwards.
+    const auto draw = [&](bool intros) {
+        for (const auto& entry : pending) {
+            if (!entry->stored || (entry->card.kind == QLatin1String("Intro")) != intros)
+                continue;
+            try {
+                fillCard(entry->list, entry->stored.get(), *entry->addOn, &visuals, entry->card);
+            } catch (const std::exception& error) {
+                entry->card.problems << QString::fromUtf8(error.what());
+            }
+        }
+    };
+    auto pictures = std::async(std::launch::async, draw, false);
+    // Everything that verify would report, from its own reading of the whole archive, with the
+    // media left in it.
+    const PackageVerifier verifier = PackageVerifier::verify(
+        packagePath, source->root(), [&](const QString&, const QString&, QStringList* damaged) {
+            *damaged = source->damaged();
+        });
+    pictures.get();
+    draw(true);
+    for (const PackageVerifier::Problem& problem : verifier.problems())
+        model.problems << problem.message;
+
+    std::map<QString, int> counts;
+    for (const auto& entry : pending) {
+        if (counts[entry->card.kind]++ == 0)
+            model.counts.emplace_back(entry->card.kind, 0);
+        model.cards.push_back(std::move(entry->card));
     }
     for (auto& count : model.counts)
         count.second = counts[count.first];
