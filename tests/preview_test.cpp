@@ -303,6 +303,34 @@ TEST_F(PreviewTest, LargeStoredVideoIsReadInPlaceFromTheArchive) {
     EXPECT_NE(card->pictures[2].second, card->pictures[3].second);
 }
 
+TEST_F(PreviewTest, AudioImportShowsItsWaveformOverTime) {
+    // A second of silence, then a second of a loud tone.
+    QDir().mkpath(dir.filePath("media"));
+    ASSERT_EQ(TestSupport::run("ffmpeg", {"-v", "error", "-f", "lavfi", "-i",
+                                          "aevalsrc=if(lt(t\\,1)\\,0\\,0.8*sin(2*PI*440*t)):d=2",
+                                          "-c:a", "pcm_s16le", dir.filePath("media/tone.wav")}),
+              0);
+    const QString package = build(QJsonArray{QJsonObject{{"kind", "import"},
+                                                         {"title", "Tone"},
+                                                         {"file", "media/tone.wav"},
+                                                         {"importKind", "audio"}}});
+    const auto cards = htmlCards(sheet(package));
+    const auto* card = cardOf(cards, "Audio import");
+    ASSERT_TRUE(card);
+    ASSERT_EQ(captions(*card), QStringList({"preview", "waveform"}));
+    EXPECT_TRUE(card->markup.contains("duration 2.00 s"));
+    const QImage wave = card->pictures[1].second;
+    const auto barHeight = [&](int x) {
+        const QRgb background = wave.pixel(0, 0);
+        int height = 0;
+        for (int y = 0; y < wave.height(); ++y)
+            height += wave.pixel(x, y) != background;
+        return height;
+    };
+    EXPECT_LE(barHeight(wave.width() / 4), 3);
+    EXPECT_GE(barHeight(wave.width() * 3 / 4), wave.height() * 6 / 10);
+}
+
 TEST_F(PreviewTest, WrongCommandLinesAreRefusedWithoutWritingASheet) {
     const auto suffix = tool({"preview", example, "-o", dir.filePath("sheet.pdf")});
     EXPECT_EQ(suffix.code, 2);

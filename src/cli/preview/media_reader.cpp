@@ -77,17 +77,17 @@ int64_t toMs(int64_t pts, AVRational base) {
     return pts == AV_NOPTS_VALUE ? AV_NOPTS_VALUE : av_rescale_q(pts, base, AVRational{1, 1000});
 }
 
-// The loudest sample of a decoded audio frame, from 0 to 1.
-float peakOf(const AVFrame& frame) {
+// The loudest of the samples [from, to) of a decoded audio frame, from 0 to 1.
+float peakOf(const AVFrame& frame, int from, int to) {
     const auto format = AVSampleFormat(frame.format);
     const bool planar = av_sample_fmt_is_planar(format);
     const int channels = std::max(1, frame.ch_layout.nb_channels);
     const int planes = planar ? channels : 1;
-    const int count = planar ? frame.nb_samples : frame.nb_samples * channels;
+    const int step = planar ? 1 : channels;  // values per sample in one plane
     float peak = 0.0f;
     for (int p = 0; p < planes && p < AV_NUM_DATA_POINTERS; ++p) {
         const uint8_t* data = frame.extended_data[p];
-        for (int i = 0; i < count; ++i) {
+        for (int i = from * step; i < to * step; ++i) {
             float value = 0.0f;
             switch (av_get_packed_sample_fmt(format)) {
                 case AV_SAMPLE_FMT_U8:
@@ -244,8 +244,18 @@ std::vector<float> MediaReader::waveform(int buckets) {
             ms = ms == AV_NOPTS_VALUE ? nextMs : ms - toMs(start, stream->time_base);
             if (frame->sample_rate > 0)
                 nextMs = ms + qint64(frame->nb_samples) * 1000 / frame->sample_rate;
-            const auto bucket = size_t(std::clamp<qint64>(ms * buckets / length, 0, buckets - 1));
-            peaks[bucket] = std::max(peaks[bucket], peakOf(*frame));
+            // A frame can span several stretches: each gets the peak of its own samples.
+            const int rate = std::max(1, frame->sample_rate);
+            for (int from = 0; from < frame->nb_samples;) {
+                const qint64 at = ms + qint64(from) * 1000 / rate;
+                const qint64 bucket = std::clamp<qint64>(at * buckets / length, 0, buckets - 1);
+                // The first sample of the next stretch.
+                const qint64 nextMs = ((bucket + 1) * length + buckets - 1) / buckets;
+                const int to = int(
+                    std::clamp<qint64>((nextMs - ms) * rate / 1000, from + 1, frame->nb_samples));
+                peaks[size_t(bucket)] = std::max(peaks[size_t(bucket)], peakOf(*frame, from, to));
+                from = to;
+            }
             av_frame_unref(frame.get());
         }
         if (read < 0)
