@@ -10,6 +10,7 @@
 #include "cli/diff_command.h"
 #include "cli/ls_command.h"
 #include "cli/open_command.h"
+#include "cli/preview/preview_command.h"
 #include "cli/report_command.h"
 #include "cli/signal_guard.h"
 #include "cli/terminal_text.h"
@@ -47,6 +48,8 @@ const char* const kUsage =
     "                    check the archive, the description, every stored item and resource\n"
     "                    (and with --content what they hold, as check does); exit code 1\n"
     "                    when there are problems\n"
+    "  preview PACKAGE.qpack [-o SHEET.html | -o SHEET.png] [--frame IMAGE]\n"
+    "                    make a contact sheet showing every item of a package\n"
     "\n"
     "Options:\n"
     "  -h, --help        show this help (or a command's: packwright build --help)\n"
@@ -62,7 +65,7 @@ int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
         {QStringLiteral("inspect"), inspectCommand},   {QStringLiteral("open"), openCommand},
         {QStringLiteral("finalize"), finalizeCommand}, {QStringLiteral("verify"), verifyCommand},
         {QStringLiteral("diff"), diffCommand},         {QStringLiteral("ls"), lsCommand},
-        {QStringLiteral("extract"), extractCommand},
+        {QStringLiteral("extract"), extractCommand},   {QStringLiteral("preview"), previewCommand},
     };
     int code = 0;
     try {

@@ -43,10 +43,18 @@ PackageVerifier::PackageVerifier(const QString& packagePath, const QString& fold
     : m_packagePath(packagePath), m_folder(QDir::cleanPath(folder)) {}
 
 PackageVerifier PackageVerifier::verify(const QString& packagePath, const QString& folder) {
+    return verify(packagePath, folder,
+                  [](const QString& package, const QString& into, QStringList* damaged) {
+                      Bundle::Zip::extractAll(package, into, {}, damaged);
+                  });
+}
+
+PackageVerifier PackageVerifier::verify(const QString& packagePath, const QString& folder,
+                                        const Unpacker& unpacker) {
     Package::registerTypes();
     PackageVerifier verifier(packagePath, folder);
     // Each stage needs what the one before it established; within a stage every problem is kept.
-    if (verifier.checkArchive() && verifier.unpack() && verifier.checkDescription() &&
+    if (verifier.checkArchive() && verifier.unpack(unpacker) && verifier.checkDescription() &&
         verifier.readContent()) {
         verifier.checkAddOns();
         verifier.m_readAddOns = true;
@@ -92,8 +100,10 @@ bool PackageVerifier::checkArchive() {
         for (const Bundle::Zip::Problem& problem : Bundle::Zip::checkEntries(m_packagePath))
             add(Check::Archive, problem.entry, problem.text);
         for (const Bundle::Zip::Entry& entry : Bundle::Zip::list(m_packagePath)) {
-            if (!entry.isDirectory)
+            if (!entry.isDirectory) {
                 m_files.emplace_back(entry.name, entry.size);
+                m_listed.insert(entryPath(entry.name));
+            }
         }
     } catch (const Bundle::Error& error) {
         add(Check::Archive, QString(), QString::fromUtf8(error.what()));
@@ -103,10 +113,10 @@ bool PackageVerifier::checkArchive() {
     return true;
 }
 
-bool PackageVerifier::unpack() {
+bool PackageVerifier::unpack(const Unpacker& unpacker) {
     QStringList damaged;
     try {
-        Bundle::Zip::extractAll(m_packagePath, m_folder, {}, &damaged);
+        unpacker(m_packagePath, m_folder, &damaged);
     } catch (const Bundle::Error& error) {
         const QString what = QString::fromUtf8(error.what());
         // An unsafe entry stops the unpack; it is listed already, say only what it cost.
@@ -268,7 +278,8 @@ void PackageVerifier::checkFile(const Package::CollectionAddOn& addOn, const QSt
     };
     if (entry.isEmpty())
         problem(QStringLiteral("points outside the package"));
-    else if (!m_damaged.contains(entry) && !QFileInfo(m_folder + QLatin1Char('/') + entry).isFile())
+    else if (!m_damaged.contains(entry) &&
+             !QFileInfo(m_folder + QLatin1Char('/') + entry).isFile() && !m_listed.contains(entry))
         problem(QStringLiteral("is not in the package"));
 }
 

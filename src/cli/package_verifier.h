@@ -3,6 +3,8 @@
 #include <QJsonObject>
 #include <QSet>
 #include <QString>
+#include <QStringList>
+#include <functional>
 #include <vector>
 
 #include "platform/bundle/package_reader.h"
@@ -32,6 +34,16 @@ public:
     // result; nothing is thrown for what the package holds.
     static PackageVerifier verify(const QString& packagePath, const QString& folder);
 
+    // Unpacks the package into the folder for the checks that read its files, adding the entries
+    // that do not read back intact to `damaged`; throws Bundle::Error as an unpack does.
+    using Unpacker = std::function<void(const QString& packagePath, const QString& folder,
+                                        QStringList* damaged)>;
+    // verify() with another unpack, for a caller that unpacks in its own way (the contact sheet
+    // leaves large media in the archive). A file entry that the unpacker leaves out counts as
+    // present: only stored items, the description, the content file and the preview are read.
+    static PackageVerifier verify(const QString& packagePath, const QString& folder,
+                                  const Unpacker& unpacker);
+
     const QString& packagePath() const { return m_packagePath; }
     const std::vector<Problem>& problems() const { return m_problems; }
     bool ok() const { return m_problems.empty(); }
@@ -59,7 +71,7 @@ private:
     PackageVerifier(const QString& packagePath, const QString& folder);
 
     bool checkArchive();
-    bool unpack();
+    bool unpack(const Unpacker& unpacker);
     bool checkDescription();
     void checkSize();
     void checkPreview();
@@ -80,6 +92,7 @@ private:
     std::vector<Problem> m_problems;
     QSet<QString> m_damaged;  // entries that did not read back intact, left out of the unpack
     std::vector<std::pair<QString, qint64>> m_files;  // file entries and their sizes
+    QSet<QString> m_listed;                           // their package-relative, cleaned names
     Bundle::PackageManifest m_manifest;
     Package::Object m_object;
     int m_entryCount = 0;
