@@ -71,6 +71,18 @@ void AtomicFile::append(const char* data, qint64 size) {
     }
 }
 
+void AtomicFile::appendFrom(int fd) {
+    if (!m_file || m_closed)
+        fail(QStringLiteral("write"), EBADF);
+    flush();
+    qint64 copied = 0;
+    const int code = m_file->copyFrom(fd, &copied);
+    m_position += copied;
+    m_size = std::max(m_size, m_position);
+    if (code != 0)
+        fail(QStringLiteral("write"), code);
+}
+
 void AtomicFile::flush() {
     if (m_buffer.isEmpty())
         return;
@@ -96,7 +108,7 @@ void AtomicFile::close() {
     if (!m_file)
         fail(QStringLiteral("write"), EBADF);
     flush();
-    int code = m_file->sync();
+    int code = m_sync ? m_file->sync() : 0;
     if (code != 0)
         fail(QStringLiteral("sync"), code);
     code = m_file->close();

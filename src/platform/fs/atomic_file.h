@@ -28,6 +28,10 @@ public:
 
     void append(const char* data, qint64 size);
     void append(const QByteArray& data) { append(data.constData(), data.size()); }
+    // Appends what is left to read of the file `fd` (see WritableFile::copyFrom).
+    void appendFrom(int fd);
+    // For a scratch file that no one keeps: close() and commit() do not wait for the device.
+    void skipSync() { m_sync = false; }
     // Moves the write position (within what was written, or to its end).
     void seek(qint64 offset);
     qint64 position() const { return m_position; }
@@ -54,6 +58,7 @@ private:
     TemporaryPath m_registration;
     std::unique_ptr<WritableFile> m_file;
     bool m_closed = false;
+    bool m_sync = true;
     QByteArray m_buffer;
     qint64 m_position = 0;
     qint64 m_size = 0;
