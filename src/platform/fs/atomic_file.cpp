@@ -1,5 +1,7 @@
 #include "platform/fs/atomic_file.h"
 
+#include "platform/fs/scratch_area.h"
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -27,7 +29,8 @@ void syncFolderOf(const QString& path) {
 
 }  // namespace
 
-AtomicFile::AtomicFile(const QString& target, const QString& kind) : m_target(target) {
+AtomicFile::AtomicFile(const QString& target, const QString& kind)
+    : m_target(target), m_sync(!ScratchArea::contains(target)) {
     for (int attempt = 0;; ++attempt) {
         m_temporary = temporarySibling(target, kind);
         m_registration.reset(m_temporary);
@@ -119,6 +122,7 @@ void AtomicFile::close() {
 }
 
 void AtomicFile::commit(bool replace, bool syncFolder) {
+    syncFolder = syncFolder && m_sync;
     if (!m_closed)
         close();
     const bool existed = QFileInfo::exists(m_target) || QFileInfo(m_target).isSymLink();

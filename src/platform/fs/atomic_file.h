@@ -17,7 +17,8 @@ namespace FS {
 // the target holds its old content or the whole new one, never a part. Writes are buffered and go
 // through Env::current(). Every failure throws FS::Error naming the target and the system's reason.
 // The temporary (".<name>.pw-<kind>-...") is registered with TemporaryPaths while it exists, and
-// removed when the file is destroyed uncommitted.
+// removed when the file is destroyed uncommitted. Inside a ScratchArea, whose files no one keeps,
+// nothing is synced.
 class AtomicFile {
 public:
     // Creates the temporary beside `target`; its folder must exist.
@@ -30,8 +31,6 @@ public:
     void append(const QByteArray& data) { append(data.constData(), data.size()); }
     // Appends what is left to read of the file `fd` (see WritableFile::copyFrom).
     void appendFrom(int fd);
-    // For a scratch file that no one keeps: close() and commit() do not wait for the device.
-    void skipSync() { m_sync = false; }
     // Moves the write position (within what was written, or to its end).
     void seek(qint64 offset);
     qint64 position() const { return m_position; }

@@ -51,10 +51,8 @@ bool copy(const QString& from, const QString& to) {
     // under the target's name; a failed write throws, unlike a missing source. The kernel copies
     // the bytes, or shares them where the file system can.
     AtomicFile target(to, QStringLiteral("copy"));
-    if (scratch)
-        target.skipSync();
     target.appendFrom(fd);
-    target.commit(false, !scratch);
+    target.commit(false);
     return true;
 }
 
