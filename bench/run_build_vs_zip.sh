@@ -89,35 +89,37 @@ echo "workload: $(ls "$src"/media | wc -l) clips, $(ls "$src"/stills | wc -l) st
 
 [ -x "$tool" ] || { echo "run_build_vs_zip: no tool at $tool (build it, or give --build)" >&2; exit 1; }
 
-# One timed run: "seconds peak-KiB" on stdout.
+# One timed run: "seconds peak-KiB processor-seconds" on stdout.
 timed() {
-  /usr/bin/time -f "%e %M" -o "$work/time.txt" "$@" >/dev/null 2>"$work/err.txt" || {
+  /usr/bin/time -f "%e %M %U %S" -o "$work/time.txt" "$@" >/dev/null 2>"$work/err.txt" || {
     cat "$work/err.txt" >&2; echo "run_build_vs_zip: failed: $*" >&2; exit 1; }
-  cat "$work/time.txt"
+  awk '{ print $1, $2, $3 + $4 }' "$work/time.txt"
 }
 
-declare -a build_s build_kb zip_s zip_kb open_s open_kb unzip_s unzip_kb
+declare -a build_s build_kb zip_s zip_kb open_s open_kb unzip_s unzip_kb build_cpu zip_cpu
 for ((p = 0; p < pairs; p++)); do
   rm -f "$work/bench.qpack" "$work/zip.zip"
-  read -r s kb < <(timed "$tool" build "$src/recipe.json" "${flags[@]}"); build_s+=("$s"); build_kb+=("$kb")
-  read -r s kb < <(cd "$src" && timed zip -r -q -n .mp4:.png "$work/zip.zip" media stills luts shaders)
-  zip_s+=("$s"); zip_kb+=("$kb")
+  read -r s kb cpu < <(timed "$tool" build "$src/recipe.json" "${flags[@]}")
+  build_s+=("$s"); build_kb+=("$kb"); build_cpu+=("$cpu")
+  read -r s kb cpu < <(cd "$src" && timed zip -r -q -n .mp4:.png "$work/zip.zip" media stills luts shaders)
+  zip_s+=("$s"); zip_kb+=("$kb"); zip_cpu+=("$cpu")
   rm -rf "$work/opened" "$work/unzipped"
-  read -r s kb < <(timed "$tool" open "$work/bench.qpack" --into "$work/opened"); open_s+=("$s"); open_kb+=("$kb")
-  read -r s kb < <(timed unzip -q "$work/bench.qpack" -d "$work/unzipped"); unzip_s+=("$s"); unzip_kb+=("$kb")
+  read -r s kb _ < <(timed "$tool" open "$work/bench.qpack" --into "$work/opened"); open_s+=("$s"); open_kb+=("$kb")
+  read -r s kb _ < <(timed unzip -q "$work/bench.qpack" -d "$work/unzipped"); unzip_s+=("$s"); unzip_kb+=("$kb")
   echo "pair $((p + 1)): build ${build_s[-1]} s, zip ${zip_s[-1]} s, open ${open_s[-1]} s, unzip ${unzip_s[-1]} s" >&2
 done
 
 python3 - "$(stat -c %s "$work/bench.qpack")" "$(stat -c %s "$work/zip.zip")" \
   "${build_s[*]}" "${zip_s[*]}" "${open_s[*]}" "${unzip_s[*]}" \
-  "${build_kb[*]}" "${zip_kb[*]}" "${open_kb[*]}" "${unzip_kb[*]}" <<'EOF'
+  "${build_kb[*]}" "${zip_kb[*]}" "${open_kb[*]}" "${unzip_kb[*]}" "${build_cpu[*]}" "${zip_cpu[*]}" <<'EOF'
 import statistics, sys
 package, archive = int(sys.argv[1]), int(sys.argv[2])
-b, z, o, u, bk, zk, ok, uk = ([float(x) for x in a.split()] for a in sys.argv[3:11])
+b, z, o, u, bk, zk, ok, uk, bc, zc = ([float(x) for x in a.split()] for a in sys.argv[3:13])
 m = statistics.median
 ratio = lambda x, y: statistics.median(p / q for p, q in zip(x, y))
 print(f"build  median {m(b):.2f} s   zip   median {m(z):.2f} s   ratio {m(b) / m(z):.2f}x "
       f"(median of pair ratios {ratio(b, z):.2f}x)")
+print(f"cpu    build median {m(bc):.2f} s   zip median {m(zc):.2f} s   ratio {m(bc) / m(zc):.2f}x")
 print(f"open   median {m(o):.2f} s   unzip median {m(u):.2f} s   ratio {m(o) / m(u):.2f}x "
       f"(median of pair ratios {ratio(o, u):.2f}x)")
 print(f"size   package {package} B   zip {archive} B   ratio {package / archive:.4f}")

@@ -60,13 +60,17 @@ TEST(FsCopy, LinksOnlyInAScratchAreaAndKeepsItsContractEverywhere) {
         ASSERT_TRUE(FS::copy(source, dir.filePath("out/d.mp4")));
         EXPECT_FALSE(sameFile(source, dir.filePath("out/d.mp4")));
 
-        // A link that fails falls back to a copy.
+        // A link refused falls back to a copy.
         TestSupport::FaultEnv env;
         env.failAt(1, EPERM);
         ASSERT_TRUE(FS::copy(source, dir.filePath("scratch/e.mp4")));
         EXPECT_TRUE(env.failure().startsWith("link ")) << env.failure().toStdString();
         EXPECT_FALSE(sameFile(source, dir.filePath("scratch/e.mp4")));
         EXPECT_EQ(readFile(dir.filePath("scratch/e.mp4")), readFile(source));
+        // A full disk does not.
+        env.failAt(1, ENOSPC);
+        EXPECT_THROW(FS::copy(source, dir.filePath("scratch/h.mp4")), FS::Error);
+        EXPECT_FALSE(QFile::exists(dir.filePath("scratch/h.mp4")));
     }
     ASSERT_TRUE(FS::copy(source, dir.filePath("scratch/f.mp4")));
     EXPECT_FALSE(sameFile(source, dir.filePath("scratch/f.mp4")));

@@ -43,6 +43,10 @@ bool copy(const QString& from, const QString& to) {
             return true;
         if (code == EEXIST)
             return false;
+        // Where links cannot be made, a copy does; a full or failing disk fails the copy too.
+        if (code != EXDEV && code != EPERM && code != EMLINK && code != EOPNOTSUPP &&
+            code != ENOSYS && code != EACCES && code != EINVAL)
+            throw Error(QStringLiteral("create"), to, code);
     }
 #ifdef POSIX_FADV_SEQUENTIAL
     ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
