@@ -73,4 +73,10 @@ int FaultEnv::syncFolder(const QString& folder) {
     return FS::Env::system().syncFolder(folder);
 }
 
+int FaultEnv::link(const QString& from, const QString& to) {
+    if (const int code = next(QStringLiteral("link %1 %2").arg(from, to)))
+        return code;
+    return FS::Env::system().link(from, to);
+}
+
 }  // namespace TestSupport

@@ -6,9 +6,9 @@
 
 namespace TestSupport {
 
-// A file-system environment that counts the writes, renames and syncs of the platform's writers
-// and makes the N-th of them fail with a chosen errno, as a full or failing disk would. Everything
-// else is done by the system's environment. Installed process-wide while it lives.
+// A file-system environment that counts the writes, renames, links and syncs of the platform's
+// writers and makes the N-th of them fail with a chosen errno, as a full or failing disk would.
+// Everything else is done by the system's environment. Installed process-wide while it lives.
 class FaultEnv : public FS::Env {
 public:
     FaultEnv();
@@ -27,6 +27,7 @@ public:
     int newWritableFile(const QString& path, std::unique_ptr<FS::WritableFile>* file) override;
     int rename(const QString& from, const QString& to) override;
     int syncFolder(const QString& folder) override;
+    int link(const QString& from, const QString& to) override;
 
     // Counts one operation; returns the errno to fail it with, or 0.
     int next(const QString& what);

@@ -146,17 +146,17 @@ TEST_F(ZipTest, FailedPackLeavesNoFileAndKeepsTheOldPackage) {
         EXPECT_EQ(readFile(path("out/pkg.qpack")), "the previous package");
     }
 
-    // A file that grows while it is being read.
-    writeFile(path("growing/big.bin"), QByteArray(1 << 20, 'b'));
+    // A file that grows while it is being read (media is read while it is written).
+    writeFile(path("growing/big.mp4"), QByteArray(1 << 20, 'b'));
     Zip::PackOptions growWhileRead;
     growWhileRead.progress = [this](double fraction) {
-        QFile file(path("growing/big.bin"));
+        QFile file(path("growing/big.mp4"));
         return fraction == 0.0 || fraction >= 0.5 ||
                (file.open(QIODevice::Append) && file.write("more") == 4);
     };
     EXPECT_THAT(
         errorFrom([&] { Zip::compressAll(path("out/pkg.qpack"), path("growing"), growWhileRead); }),
-        HasSubstr("'big.bin' changed while packing"));
+        HasSubstr("'big.mp4' changed while packing"));
 }
 
 TEST_F(ZipTest, AFolderPackedIntoItsOwnPathBecomesItsPackage) {

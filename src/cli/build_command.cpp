@@ -1,4 +1,5 @@
 #include "cli/build_command.h"
+#include "cli/build_batch.h"
 
 #include <QCommandLineParser>
 #include <QDir>
@@ -17,6 +18,7 @@
 #include "cli/recipe.h"
 #include "package/builder.h"
 #include "platform/fs/fs.h"
+#include "platform/fs/scratch_area.h"
 #include "platform/fs/temporary_folder.h"
 #include "platform/layout/package_structure_description.h"
 #include "platform/media/media_log.h"
@@ -38,53 +40,24 @@ QPixmap loadPreview(const Recipe& recipe) {
     return QPixmap::fromImage(image);
 }
 
-QString defaultOutput(const Recipe& recipe) {
+}  // namespace
+
+QString outputOf(const Recipe& recipe) {
+    if (!recipe.outputPath.isEmpty())
+        return recipe.outputPath;
     return recipe.resolve(recipe.name + QLatin1Char('.') + Settings::packageExtension());
 }
 
-}  // namespace
-
-int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Builds a package from a JSON recipe."));
-    parser.addPositionalArgument(QStringLiteral("recipe"),
-                                 QStringLiteral("The recipe file (JSON)."));
-    const QCommandLineOption outputOption({QStringLiteral("o"), QStringLiteral("output")},
-                                          QStringLiteral("Write the package to FILE."),
-                                          QStringLiteral("FILE"));
-    const QCommandLineOption uuidOption(QStringLiteral("uuid"),
-                                        QStringLiteral("The package id (default: generated)."),
-                                        QStringLiteral("ID"));
-    const QCommandLineOption keepOption(
-        QStringLiteral("keep-work"),
-        QStringLiteral("Lay the working folder out in DIR and keep it."), QStringLiteral("DIR"));
-    const QCommandLineOption strictOption(
-        QStringLiteral("strict"),
-        QStringLiteral("Treat warnings (missing source files) as errors."));
-    const QCommandLineOption verboseOption(
-        {QStringLiteral("v"), QStringLiteral("verbose")},
-        QStringLiteral("Show the media decoder's own messages as warnings."));
-    const QCommandLineOption noChecksOption(
-        QStringLiteral("no-checks"),
-        QStringLiteral("Skip the content checks of LUTs, shaders, media and resource names."));
-    parser.addOptions(
-        {outputOption, uuidOption, keepOption, strictOption, verboseOption, noChecksOption});
-    if (!parseCommandLine(parser, QStringLiteral("build"), arguments, out, 1,
-                          QStringLiteral("one recipe file")))
-        return 0;
-
-    Progress progress;
-    const Recipe recipe = Recipe::load(parser.positionalArguments().front());
+Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextStream& err) {
+    Progress progress = settings.progress ? Progress() : Progress(false);
+    const Recipe recipe = Recipe::load(recipePath);
     const QPixmap preview = loadPreview(recipe);
-    QString outputPath =
-        parser.isSet(outputOption) ? parser.value(outputOption) : recipe.outputPath;
-    if (outputPath.isEmpty())
-        outputPath = defaultOutput(recipe);
+    QString outputPath = settings.output.isEmpty() ? outputOf(recipe) : settings.output;
     outputPath = QFileInfo(outputPath).absoluteFilePath();
     if (QFileInfo(outputPath).isDir())
         throw Error(
             QStringLiteral("%1: the output is a folder, not a package file").arg(outputPath));
-    const QString uuid = parser.isSet(uuidOption) ? parser.value(uuidOption) : recipe.uuid;
+    const QString uuid = settings.uuid.isEmpty() ? recipe.uuid : settings.uuid;
 
     // Every component is made before anything is written, so a broken entry stops the build early.
     QStringList warnings;
@@ -94,20 +67,20 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
             ComponentFactory::standard().make(entry, recipe, warnings),
             QStringLiteral("%1: components[%2]").arg(recipe.path, QString::number(entry.index))));
     refuseOutputOverInput(outputPath, recipe.inputs(), QStringLiteral("the output"));
-    if (parser.isSet(strictOption) && !warnings.isEmpty())
+    if (settings.strict && !warnings.isEmpty())
         throw Error(warnings.front() + QStringLiteral(" (--strict: nothing was written)"));
     for (const QString& warning : warnings)
         err << "packwright: warning: " << warning << "\n";
     // The content checks (docs/checks.md): their errors, and with --strict their warnings, stop
     // the build before anything is written.
     CheckReport checks;
-    if (!parser.isSet(noChecksOption))
+    if (settings.checks)
         RecipeChecker::check(recipe, checks);
     for (const Finding& finding : checks.findings())
         err << "packwright: " << finding.toText(recipe.path) << "\n";
     err.flush();
-    const int stopping = checks.count(Finding::Error) +
-                         (parser.isSet(strictOption) ? checks.count(Finding::Warning) : 0);
+    const int stopping =
+        checks.count(Finding::Error) + (settings.strict ? checks.count(Finding::Warning) : 0);
     if (stopping > 0)
         throw Error(
             QStringLiteral("%1: the content checks found %2 %3: nothing was written")
@@ -125,9 +98,10 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     // too.
     // Made only without --keep-work; a signal removes it with everything in it.
     std::optional<FS::TemporaryFolder> temporary;
+    std::optional<FS::ScratchArea> scratch;
     QString area;
-    if (parser.isSet(keepOption)) {
-        area = QFileInfo(parser.value(keepOption)).absoluteFilePath();
+    if (!settings.keepWork.isEmpty()) {
+        area = QFileInfo(settings.keepWork).absoluteFilePath();
         if (QDir(area).exists() &&
             !QDir(area).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden))
             throw Error(
@@ -139,11 +113,14 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
             throw Error(QStringLiteral("cannot create a temporary folder: %1")
                             .arg(temporary->errorString()));
         area = temporary->path();
+        // Private to this build and removed after it: resources may be links to their sources.
+        // A kept working folder gets real copies, since the user may edit it.
+        scratch.emplace(area);
     }
     const QString folder = area + QLatin1Char('/') + recipe.name;
-    Recipe::checkWorkingFolder(
-        parser.isSet(keepOption) ? QStringLiteral("--keep-work") : QStringLiteral("working folder"),
-        folder);
+    Recipe::checkWorkingFolder(settings.keepWork.isEmpty() ? QStringLiteral("working folder")
+                                                           : QStringLiteral("--keep-work"),
+                               folder);
     if (!FS::makePath(folder))
         throw Error(QStringLiteral("%1: cannot create the working folder").arg(folder));
 
@@ -151,7 +128,7 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         Media::Log::Handler previous;
         ~MediaLogGuard() { Media::Log::setHandler(std::move(previous)); }
     } mediaLog;
-    if (parser.isSet(verboseOption)) {
+    if (settings.verbose) {
         mediaLog.previous = Media::Log::setHandler([&err](const QString& line) {
             err << "packwright: warning: " << line << "\n";
             err.flush();
@@ -174,12 +151,96 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     builder.build(uuid);
     progress.done();
 
-    out << "built " << QDir::toNativeSeparators(outputPath) << " (" << QFileInfo(outputPath).size()
-        << " bytes, " << components.size()
-        << (components.size() == 1 ? " component" : " components") << ")\n";
-    if (parser.isSet(keepOption))
-        out << "working folder kept at " << QDir::toNativeSeparators(folder) << "\n";
-    return 0;
+    Built built;
+    built.package = outputPath;
+    built.bytes = QFileInfo(outputPath).size();
+    built.components = int(components.size());
+    if (!settings.keepWork.isEmpty())
+        built.workingFolder = folder;
+    return built;
+}
+
+int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& err) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Builds a package from each JSON recipe; several, N at a time."));
+    parser.addPositionalArgument(QStringLiteral("recipes"),
+                                 QStringLiteral("The recipe files (JSON)."),
+                                 QStringLiteral("RECIPE.json..."));
+    const QCommandLineOption outputOption(
+        {QStringLiteral("o"), QStringLiteral("output")},
+        QStringLiteral("Write the package to FILE (one recipe only)."), QStringLiteral("FILE"));
+    const QCommandLineOption uuidOption(
+        QStringLiteral("uuid"),
+        QStringLiteral("The package id (default: generated; one recipe only)."),
+        QStringLiteral("ID"));
+    const QCommandLineOption keepOption(
+        QStringLiteral("keep-work"),
+        QStringLiteral("Lay the working folder out in DIR and keep it (one recipe only)."),
+        QStringLiteral("DIR"));
+    const QCommandLineOption strictOption(
+        QStringLiteral("strict"),
+        QStringLiteral("Treat warnings (missing source files) as errors."));
+    const QCommandLineOption verboseOption(
+        {QStringLiteral("v"), QStringLiteral("verbose")},
+        QStringLiteral("Show the media decoder's own messages as warnings."));
+    const QCommandLineOption noChecksOption(
+        QStringLiteral("no-checks"),
+        QStringLiteral("Skip the content checks of LUTs, shaders, media and resource names."));
+    const QCommandLineOption jobsOption(
+        {QStringLiteral("j"), QStringLiteral("jobs")},
+        QStringLiteral("Build N packages at a time (default: one per core)."), QStringLiteral("N"));
+    const QCommandLineOption jsonOption(QStringLiteral("json"),
+                                        QStringLiteral("Report the packages as JSON."));
+    parser.addOptions({outputOption, uuidOption, keepOption, strictOption, verboseOption,
+                       noChecksOption, jobsOption, jsonOption});
+    if (!parseCommandLine(parser, QStringLiteral("build"), arguments, out, -1,
+                          QStringLiteral("a recipe file")))
+        return 0;
+
+    BuildSettings settings;
+    settings.output = parser.value(outputOption);
+    settings.uuid = parser.value(uuidOption);
+    settings.keepWork = parser.value(keepOption);
+    settings.strict = parser.isSet(strictOption);
+    settings.verbose = parser.isSet(verboseOption);
+    settings.checks = !parser.isSet(noChecksOption);
+    const QStringList recipes = parser.positionalArguments();
+    int jobs = 0;
+    if (parser.isSet(jobsOption)) {
+        bool ok = false;
+        jobs = parser.value(jobsOption).toInt(&ok);
+        if (!ok || jobs < 1)
+            throw Error(QStringLiteral("build: -j needs a whole number of at least 1, not '%1'")
+                            .arg(parser.value(jobsOption)),
+                        2);
+    }
+
+    if (recipes.size() == 1 && !parser.isSet(jsonOption)) {
+        const Built built = buildOne(recipes.front(), settings, err);
+        out << "built " << QDir::toNativeSeparators(built.package) << " (" << built.bytes
+            << " bytes, " << built.components
+            << (built.components == 1 ? " component" : " components") << ")\n";
+        if (!built.workingFolder.isEmpty())
+            out << "working folder kept at " << QDir::toNativeSeparators(built.workingFolder)
+                << "\n";
+        return 0;
+    }
+    // Each package goes where its recipe says: one output, id or working folder cannot serve many.
+    if (recipes.size() > 1) {
+        for (const QCommandLineOption* option : {&outputOption, &uuidOption, &keepOption}) {
+            if (parser.isSet(*option))
+                throw Error(QStringLiteral("build: --%1 takes one recipe, not %2 (each package "
+                                           "goes where its recipe says)")
+                                .arg(option->names().back())
+                                .arg(recipes.size()),
+                            2);
+        }
+    }
+    settings.progress = false;
+    const BatchBuild::Results results = BatchBuild(settings, jobs).run(recipes, err);
+    BatchBuild::report(results, parser.isSet(jsonOption), out);
+    return BatchBuild::failures(results) > 0 ? 1 : 0;
 }
 
 }  // namespace Cli

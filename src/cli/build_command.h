@@ -1,11 +1,39 @@
 #pragma once
 
+#include <QString>
 #include <QStringList>
 #include <QTextStream>
 
+#include "cli/recipe.h"
+
 namespace Cli {
 
-// `packwright build RECIPE.json [-o OUT.qpack] [--uuid ID] [--keep-work DIR]`
+// How one package is built: the options of `packwright build`.
+struct BuildSettings {
+    QString output;    // the package file; empty: where the recipe says
+    QString uuid;      // empty: the recipe's, else a new one
+    QString keepWork;  // lay the working folder out here and keep it; empty: a private one
+    bool strict = false;
+    bool verbose = false;
+    bool checks = true;
+    bool progress = true;  // a progress line when stderr is a terminal
+};
+
+struct Built {
+    QString package;
+    qint64 bytes = 0;
+    int components = 0;
+    QString workingFolder;  // when kept
+};
+
+// Where the package of a recipe goes unless -o says otherwise.
+QString outputOf(const Recipe& recipe);
+
+// Builds the package of one recipe; warnings and findings go to `err`. Throws Cli::Error (or
+// another std::exception) naming the recipe when it fails, having written nothing.
+Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextStream& err);
+
+// `packwright build RECIPE.json... [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [-j N] [--json]`
 int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& err);
 
 }  // namespace Cli

@@ -24,7 +24,8 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command,
         out << help;
         return false;
     }
-    if (parser.positionalArguments().size() != positionalCount)
+    const int given = parser.positionalArguments().size();
+    if (positionalCount >= 0 ? given != positionalCount : given < -positionalCount)
         throw Error(QStringLiteral("%1: expected %2 %3").arg(command, what, see), 2);
     return true;
 }

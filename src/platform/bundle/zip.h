@@ -17,6 +17,8 @@ struct PackOptions {
     // Called with the fraction done (0..1); return false to cancel the pack (the call then
     // throws Bundle::Error and leaves no package file).
     std::function<bool(double)> progress;
+    // Threads that deflate text files (0: one per core). The package is the same for any number.
+    int threads = 0;
 };
 
 // Packs every regular file and every folder under `folder` into the zip file `packagePath`, with

@@ -19,7 +19,11 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <thread>
 
+#include "platform/bundle/zip_deflate_queue.h"
+#include "platform/bundle/zip_file_source.h"
+#include "platform/bundle/zip_packer.h"
 #include "platform/bundle/zip_support.h"
 #include "platform/fs/env.h"
 #include "platform/fs/temporary_paths.h"
@@ -36,188 +40,20 @@ constexpr const char* kStoredExtensions[] = {
 // zlib's own default: the level other zip tools use, far faster than libzip's default of 9.
 constexpr zip_uint32_t kDeflateLevel = 6;
 
-// ---- packing --------------------------------------------------------------------------------
+// Bytes of text files read ahead of the writer, per deflating thread.
+constexpr qint64 kReadAheadPerThread = 4 * 1024 * 1024;
 
-struct Item {
-    QByteArray name;  // entry name; folders end in "/"
-    QByteArray path;  // native path of the file
-    bool isDir = false;
-    quint32 mode = 0;
-    time_t mtime = 0;
-    qint64 size = 0;
-};
+int threadCount(const PackOptions& options) {
+    if (options.threads > 0)
+        return options.threads;
+    return int(std::max(1u, std::thread::hardware_concurrency()));
+}
 
-class Packer {
-public:
-    Packer(const QString& package, const QString& folder, const PackOptions& options)
-        : package_(package), folder_(folder), progress_(options.progress) {}
-
-    [[noreturn]] void fail(const QString& reason) const {
-        throwError(QStringLiteral("Cannot pack %1 into %2: %3")
-                       .arg(quoted(folder_), quoted(package_), reason));
-    }
-
-    void setTotal(qint64 total) { total_ = std::max<qint64>(total, 1); }
-
-    // Adds work done and reports it; false when the caller asked to stop.
-    bool advance(qint64 amount) {
-        done_ += amount;
-        const double fraction = std::min(1.0, double(done_) / double(total_));
-        if (fraction < 1.0 && fraction - reported_ < 0.001)
-            return true;
-        return report(fraction);
-    }
-
-    bool report(double fraction) {
-        if (cancelled_)
-            return false;
-        reported_ = fraction;
-        if (!progress_)
-            return true;
-        try {
-            cancelled_ = !progress_(fraction);
-        } catch (...) {
-            thrown_ = std::current_exception();
-            cancelled_ = true;
-        }
-        return !cancelled_;
-    }
-
-    void noteFailure(const QString& reason) {
-        if (failure_.isEmpty())
-            failure_ = reason;
-    }
-
-    // Throws whatever stopped the pack: the caller's own exception, a cancel, a file that could
-    // not be read, or else libzip's account.
-    [[noreturn]] void raise(const QString& fallback) const {
-        if (thrown_)
-            std::rethrow_exception(thrown_);
-        if (cancelled_)
-            fail(QStringLiteral("cancelled"));
-        fail(failure_.isEmpty() ? fallback : failure_);
-    }
-
-    double reported() const { return reported_; }
-
-private:
-    QString package_;
-    QString folder_;
-    std::function<bool(double)> progress_;
-    qint64 total_ = 1;
-    qint64 done_ = 0;
-    double reported_ = -1.0;
-    bool cancelled_ = false;
-    std::exception_ptr thrown_;
-    QString failure_;
-};
-
-// A file that libzip pulls through while it writes the archive. Opened only then, so at most
-// one is open at a time and nothing is held in memory beyond libzip's buffer. It refuses a file
-// that changed since it was listed, since the package would not match what was checked.
-class FileSource {
-public:
-    FileSource(Packer& packer, const Item& item) : packer_(packer), item_(item) {
-        zip_error_init(&error_);
-    }
-    ~FileSource() {
-        closeFile();
-        zip_error_fini(&error_);
-    }
-    FileSource(const FileSource&) = delete;
-    FileSource& operator=(const FileSource&) = delete;
-
-    static zip_int64_t callback(void* self, void* data, zip_uint64_t length, zip_source_cmd_t cmd) {
-        return static_cast<FileSource*>(self)->handle(data, length, cmd);
-    }
-
-private:
-    zip_int64_t handle(void* data, zip_uint64_t length, zip_source_cmd_t cmd) {
-        switch (cmd) {
-            case ZIP_SOURCE_OPEN:
-                return open();
-            case ZIP_SOURCE_READ:
-                return read(static_cast<char*>(data), length);
-            case ZIP_SOURCE_CLOSE:
-            case ZIP_SOURCE_FREE:
-                closeFile();
-                return 0;
-            case ZIP_SOURCE_STAT: {
-                zip_stat_t* st = ZIP_SOURCE_GET_ARGS(zip_stat_t, data, length, &error_);
-                if (!st)
-                    return -1;
-                zip_stat_init(st);
-                st->valid = ZIP_STAT_SIZE | ZIP_STAT_MTIME;
-                st->size = zip_uint64_t(item_.size);
-                st->mtime = item_.mtime;
-                return sizeof(zip_stat_t);
-            }
-            case ZIP_SOURCE_ERROR:
-                return zip_error_to_data(&error_, data, length);
-            case ZIP_SOURCE_SUPPORTS:
-                return ZIP_SOURCE_SUPPORTS_READABLE;
-            default:
-                zip_error_set(&error_, ZIP_ER_OPNOTSUPP, 0);
-                return -1;
-        }
-    }
-
-    zip_int64_t open() {
-        fd_ = ::open(item_.path.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-        if (fd_ < 0)
-            return failWith(
-                ZIP_ER_OPEN, errno,
-                QStringLiteral("cannot open %1: %2").arg(quoted(item_.name), systemError(errno)));
-        struct stat st;
-        if (::fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size != item_.size)
-            return failWith(ZIP_ER_CHANGED, 0,
-                            QStringLiteral("%1 changed while packing").arg(quoted(item_.name)));
-#ifdef POSIX_FADV_SEQUENTIAL
-        ::posix_fadvise(fd_, 0, 0, POSIX_FADV_SEQUENTIAL);
-#endif
-        read_ = 0;
-        return 0;
-    }
-
-    zip_int64_t read(char* data, zip_uint64_t length) {
-        ssize_t n;
-        do {
-            n = ::read(fd_, data, size_t(std::min<zip_uint64_t>(length, SSIZE_MAX)));
-        } while (n < 0 && errno == EINTR);
-        if (n < 0)
-            return failWith(
-                ZIP_ER_READ, errno,
-                QStringLiteral("cannot read %1: %2").arg(quoted(item_.name), systemError(errno)));
-        read_ += n;
-        if (read_ > item_.size || (n == 0 && read_ != item_.size))
-            return failWith(ZIP_ER_CHANGED, 0,
-                            QStringLiteral("%1 changed while packing").arg(quoted(item_.name)));
-        // Each file counts one unit besides its bytes, so empty files move the progress too.
-        if (!packer_.advance(n == 0 ? 1 : n)) {
-            zip_error_set(&error_, ZIP_ER_CANCELLED, 0);
-            return -1;
-        }
-        return n;
-    }
-
-    zip_int64_t failWith(int zipCode, int systemCode, const QString& reason) {
-        packer_.noteFailure(reason);
-        zip_error_set(&error_, zipCode, systemCode);
-        return -1;
-    }
-
-    void closeFile() {
-        if (fd_ >= 0)
-            ::close(fd_);
-        fd_ = -1;
-    }
-
-    Packer& packer_;
-    Item item_;
-    zip_error_t error_;
-    int fd_ = -1;
-    qint64 read_ = 0;
-};
+// A text file small enough to be deflated whole on a worker.
+bool deflatedAhead(const Item& item) {
+    return !item.isDir && item.size <= DeflateQueue::kMaxFileSize &&
+           !isStoredByName(QString::fromUtf8(item.name));
+}
 
 // Lists the tree below `root` without following links; `skip` is the package itself, if present.
 void collect(const Packer& packer, const QByteArray& root, const QByteArray& relative,
@@ -362,9 +198,19 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
         return;
     }
 
-    // Declared first so that they outlive the archive, which calls them until it is discarded.
+    // Text files are deflated on every core ahead of the writer, which takes them in entry order.
+    std::vector<DeflateQueue::File> texts;
+    for (const Item& item : items) {
+        if (deflatedAhead(item))
+            texts.push_back({item.name, item.path, item.size});
+    }
+    const int threads = threadCount(options);
+    DeflateQueue queue(std::move(texts), threads, int(kDeflateLevel),
+                       std::max<qint64>(kReadAheadPerThread * threads, DeflateQueue::kMaxFileSize));
+
+    // Declared after the queue and before the archive, which calls them until it is discarded.
     std::vector<std::unique_ptr<FileSource>> sources;
-    sources.reserve(items.size());
+    std::vector<std::unique_ptr<DeflatedSource>> deflated;
     ArchiveTarget target(packagePath);
     int code = ZIP_ER_OK;
     Archive archive(target.open(&code));
@@ -383,9 +229,16 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
             if (index < 0 || zip_file_set_mtime(za, zip_uint64_t(index), item.mtime, 0) != 0)
                 zipFailure(item);
         } else {
-            sources.push_back(std::make_unique<FileSource>(packer, item));
-            zip_source_t* source =
-                zip_source_function(za, FileSource::callback, sources.back().get());
+            const bool ahead = deflatedAhead(item);
+            zip_source_t* source;
+            if (ahead) {
+                deflated.push_back(
+                    std::make_unique<DeflatedSource>(packer, item, queue, deflated.size()));
+                source = zip_source_function(za, DeflatedSource::callback, deflated.back().get());
+            } else {
+                sources.push_back(std::make_unique<FileSource>(packer, item));
+                source = zip_source_function(za, FileSource::callback, sources.back().get());
+            }
             if (!source)
                 zipFailure(item);
             index = zip_file_add(za, item.name.constData(), source, ZIP_FL_ENC_UTF_8);
@@ -393,10 +246,11 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
                 zip_source_free(source);
                 zipFailure(item);
             }
+            // Data deflated ahead keeps libzip's default method, which takes the source's own.
             const bool stored = isStoredByName(QString::fromUtf8(item.name));
-            if (zip_set_file_compression(za, zip_uint64_t(index),
-                                         stored ? ZIP_CM_STORE : ZIP_CM_DEFLATE,
-                                         stored ? 0 : kDeflateLevel) != 0)
+            if (!ahead && zip_set_file_compression(za, zip_uint64_t(index),
+                                                   stored ? ZIP_CM_STORE : ZIP_CM_DEFLATE,
+                                                   stored ? 0 : kDeflateLevel) != 0)
                 zipFailure(item);
         }
         // Folders keep owner access so that whoever unpacks can write into them.

@@ -1,5 +1,7 @@
 #include "platform/fs/atomic_file.h"
 
+#include "platform/fs/scratch_area.h"
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -27,7 +29,8 @@ void syncFolderOf(const QString& path) {
 
 }  // namespace
 
-AtomicFile::AtomicFile(const QString& target, const QString& kind) : m_target(target) {
+AtomicFile::AtomicFile(const QString& target, const QString& kind)
+    : m_target(target), m_sync(!ScratchArea::contains(target)) {
     for (int attempt = 0;; ++attempt) {
         m_temporary = temporarySibling(target, kind);
         m_registration.reset(m_temporary);
@@ -71,6 +74,18 @@ void AtomicFile::append(const char* data, qint64 size) {
     }
 }
 
+void AtomicFile::appendFrom(int fd) {
+    if (!m_file || m_closed)
+        fail(QStringLiteral("write"), EBADF);
+    flush();
+    qint64 copied = 0;
+    const int code = m_file->copyFrom(fd, &copied);
+    m_position += copied;
+    m_size = std::max(m_size, m_position);
+    if (code != 0)
+        fail(QStringLiteral("write"), code);
+}
+
 void AtomicFile::flush() {
     if (m_buffer.isEmpty())
         return;
@@ -96,7 +111,7 @@ void AtomicFile::close() {
     if (!m_file)
         fail(QStringLiteral("write"), EBADF);
     flush();
-    int code = m_file->sync();
+    int code = m_sync ? m_file->sync() : 0;
     if (code != 0)
         fail(QStringLiteral("sync"), code);
     code = m_file->close();
@@ -107,6 +122,7 @@ void AtomicFile::close() {
 }
 
 void AtomicFile::commit(bool replace, bool syncFolder) {
+    syncFolder = syncFolder && m_sync;
     if (!m_closed)
         close();
     const bool existed = QFileInfo::exists(m_target) || QFileInfo(m_target).isSymLink();

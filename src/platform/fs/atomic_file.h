@@ -17,7 +17,8 @@ namespace FS {
 // the target holds its old content or the whole new one, never a part. Writes are buffered and go
 // through Env::current(). Every failure throws FS::Error naming the target and the system's reason.
 // The temporary (".<name>.pw-<kind>-...") is registered with TemporaryPaths while it exists, and
-// removed when the file is destroyed uncommitted.
+// removed when the file is destroyed uncommitted. Inside a ScratchArea, whose files no one keeps,
+// nothing is synced.
 class AtomicFile {
 public:
     // Creates the temporary beside `target`; its folder must exist.
@@ -28,6 +29,8 @@ public:
 
     void append(const char* data, qint64 size);
     void append(const QByteArray& data) { append(data.constData(), data.size()); }
+    // Appends what is left to read of the file `fd` (see WritableFile::copyFrom).
+    void appendFrom(int fd);
     // Moves the write position (within what was written, or to its end).
     void seek(qint64 offset);
     qint64 position() const { return m_position; }
@@ -54,6 +57,7 @@ private:
     TemporaryPath m_registration;
     std::unique_ptr<WritableFile> m_file;
     bool m_closed = false;
+    bool m_sync = true;
     QByteArray m_buffer;
     qint64 m_position = 0;
     qint64 m_size = 0;

@@ -22,6 +22,10 @@ public:
     // Waits until the data is on the device.
     virtual int sync() = 0;
     virtual int close() = 0;
+    // Appends what is left to read of the file `fd` and sets `copied` to its size. This one reads
+    // and writes through write(); the system's lets the kernel copy, sharing the blocks where the
+    // file system can (a reflink).
+    virtual int copyFrom(int fd, qint64* copied);
 };
 
 class Env {
@@ -34,6 +38,9 @@ public:
     virtual int rename(const QString& from, const QString& to) = 0;
     // Makes the folder's entries (files created or renamed in it) durable.
     virtual int syncFolder(const QString& folder) = 0;
+    // Gives the file `from` (a symbolic link followed) the second name `to` (link(2)). Never
+    // replaces anything: fails (EEXIST) when `to` exists.
+    virtual int link(const QString& from, const QString& to);
 
     // The environment that every platform writer uses: the system's unless another is installed.
     static Env& current();

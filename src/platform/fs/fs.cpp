@@ -10,14 +10,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <vector>
 
 #include "platform/fs/atomic_file.h"
+#include "platform/fs/env.h"
+#include "platform/fs/scratch_area.h"
 
 namespace FS {
 namespace {
-
-constexpr qint64 kCopyChunk = qint64(1) << 20;
 
 struct ReadOnlyFd {
     int fd;
@@ -36,23 +35,27 @@ bool copy(const QString& from, const QString& to) {
     struct stat st;
     if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
         return false;
+    // In a scratch area a second name of the source will do: nothing there is edited in place.
+    const bool scratch = ScratchArea::contains(to);
+    if (scratch) {
+        const int code = Env::current().link(from, to);
+        if (code == 0)
+            return true;
+        if (code == EEXIST)
+            return false;
+        // Where links cannot be made, a copy does; a full or failing disk fails the copy too.
+        if (code != EXDEV && code != EPERM && code != EMLINK && code != EOPNOTSUPP &&
+            code != ENOSYS && code != EACCES && code != EINVAL)
+            throw Error(QStringLiteral("create"), to, code);
+    }
 #ifdef POSIX_FADV_SEQUENTIAL
     ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
 #endif
     // Written beside the target and renamed into place, so that a failed copy leaves nothing
-    // under the target's name; a failed write throws, unlike a missing source.
+    // under the target's name; a failed write throws, unlike a missing source. The kernel copies
+    // the bytes, or shares them where the file system can.
     AtomicFile target(to, QStringLiteral("copy"));
-    std::vector<char> buffer(static_cast<size_t>(kCopyChunk));
-    for (;;) {
-        const ssize_t n = ::read(fd, buffer.data(), buffer.size());
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            return false;  // the source cannot be read: as if it were missing
-        if (n == 0)
-            break;
-        target.append(buffer.data(), n);
-    }
+    target.appendFrom(fd);
     target.commit(false);
     return true;
 }
