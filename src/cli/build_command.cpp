@@ -74,7 +74,9 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         return 0;
 
     Progress progress;
-    const Recipe recipe = Recipe::load(parser.positionalArguments().front());
+    Recipe recipe = Recipe::load(parser.positionalArguments().front());
+    if (parser.isSet(uuidOption))
+        recipe.uuid = parser.value(uuidOption);  // the components' ids derive from it
     const QPixmap preview = loadPreview(recipe);
     QString outputPath =
         parser.isSet(outputOption) ? parser.value(outputOption) : recipe.outputPath;
