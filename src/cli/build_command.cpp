@@ -50,7 +50,10 @@ QString outputOf(const Recipe& recipe) {
 
 Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextStream& err) {
     Progress progress = settings.progress ? Progress() : Progress(false);
-    const Recipe recipe = Recipe::load(recipePath);
+    Recipe recipe = Recipe::load(recipePath);
+    if (!settings.uuid.isEmpty())
+        recipe.uuid = settings.uuid;  // the components' ids derive from it
+
     const QPixmap preview = loadPreview(recipe);
     QString outputPath = settings.output.isEmpty() ? outputOf(recipe) : settings.output;
     outputPath = QFileInfo(outputPath).absoluteFilePath();

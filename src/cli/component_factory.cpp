@@ -3,7 +3,9 @@
 #include "cli/cli_error.h"
 #include "cli/effect_kinds.h"
 #include "cli/import_kinds.h"
+#include "cli/name_based_id_source.h"
 #include "cli/overlay_kinds.h"
+#include "cli/stable_id_component.h"
 
 namespace Cli {
 
@@ -30,7 +32,12 @@ std::shared_ptr<Package::IBuildComponent> ComponentFactory::make(const Component
                         .arg(entry.index)
                         .arg(entry.kind, known));
     }
-    return it->second(entry, recipe, warnings);
+    std::shared_ptr<Package::IBuildComponent> component = it->second(entry, recipe, warnings);
+    // A package with an id gives its items the same ids on every rebuild (docs/recipe.md).
+    if (!recipe.uuid.isEmpty())
+        component = std::make_shared<StableIdComponent>(
+            component, NameBasedIdSource::packageSpace(recipe.uuid), recipe.identity(entry));
+    return component;
 }
 
 QStringList ComponentFactory::kinds() const {

@@ -20,6 +20,7 @@ ComponentFields::ComponentFields(const ComponentEntry& entry, const Recipe& reci
       m_recipe(recipe),
       m_warnings(warnings) {
     allow(QStringLiteral("kind"));
+    allow(QStringLiteral("id"));
 }
 
 QString ComponentFields::sourceFile(const QString& field, bool required) {

@@ -120,7 +120,23 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
                             .arg(path)
                             .arg(i)
                             .arg(jsonTypeName(kind)));
-        recipe.components.push_back({i, kind.toString(), entry.toObject()});
+        const QJsonValue id = entry.toObject().value(QStringLiteral("id"));
+        if (!id.isUndefined() && (!id.isString() || id.toString().isEmpty()))
+            throw Error(
+                QStringLiteral("%1: components[%2].id: expected a non-empty string, found %3")
+                    .arg(path)
+                    .arg(i)
+                    .arg(id.isString() ? QStringLiteral("an empty one") : jsonTypeName(id)));
+        for (const ComponentEntry& earlier : recipe.components) {
+            if (!id.isUndefined() && earlier.id == id.toString())
+                throw Error(QStringLiteral("%1: components[%2].id: %3 is also the id of "
+                                           "components[%4] (ids must differ)")
+                                .arg(path)
+                                .arg(i)
+                                .arg(quoted(id.toString()))
+                                .arg(earlier.index));
+        }
+        recipe.components.push_back({i, kind.toString(), id.toString(), entry.toObject()});
         // A project bundle goes to "<working folder>/../build": under this name that is the
         // working folder itself, and the bundle would be packed as a stray file.
         const bool bundle = kind.toString() == QLatin1String("intro") ||
@@ -134,6 +150,17 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
                             .arg(i));
     }
     return recipe;
+}
+
+QString Recipe::identity(const ComponentEntry& entry) const {
+    if (!entry.id.isEmpty())
+        return QStringLiteral("id:") + entry.id;
+    int place = 0;
+    for (const ComponentEntry& other : components) {
+        if (other.index < entry.index && other.kind == entry.kind)
+            ++place;
+    }
+    return QStringLiteral("%1#%2").arg(entry.kind).arg(place);
 }
 
 QString Recipe::nameProblem(const QString& name) {

@@ -17,6 +17,7 @@ namespace Cli {
 struct ComponentEntry {
     int index = 0;
     QString kind;
+    QString id;  // the optional "id" that names the component across rebuilds; empty: none
     QJsonObject fields;
 };
 
@@ -30,6 +31,10 @@ struct Recipe {
     QString outputPath;   // empty: "<name>.qpack" beside the recipe
     QString uuid;         // empty: generated
     std::vector<ComponentEntry> components;
+
+    // What a component's ids derive from when the package has a uuid: "id:<id>" for a component
+    // with an "id", else its kind and its place among the components of that kind, "lut-effect#2".
+    QString identity(const ComponentEntry& entry) const;
 
     // Reads and checks a recipe file. Throws Cli::Error naming the file and the field.
     static Recipe load(const QString& path);

@@ -1,9 +1,9 @@
 #include "package/preset_writer.h"
 
-#include <QUuid>
 #include <QXmlStreamWriter>
 
 #include "platform/layout/package_structure_description.h"
+#include "platform/model/id_source.h"
 
 namespace Package {
 
@@ -13,7 +13,7 @@ PresetWriter::PresetWriter(const std::shared_ptr<Bundle::IContentWriter>& writer
     : AbstractContentReceiver(writer),
       m_descriptionRules(rules),
       m_contentWriter(writer),
-      m_uuid(uuid.isEmpty() ? QUuid::createUuid().toString() : uuid) {
+      m_uuid(uuid.isEmpty() ? IdSource::current().newUuid().toString() : uuid) {
     m_contentWriter->writeContent(m_descriptionRules.descriptionFile,
                                   description(m_descriptionRules, name, size, m_uuid));
 }

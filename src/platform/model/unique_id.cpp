@@ -1,7 +1,7 @@
 #include "platform/model/unique_id.h"
 
-#include <QUuid>
+#include "platform/model/id_source.h"
 
 QString nextUniqueId() {
-    return QUuid::createUuid().toString(QUuid::WithoutBraces);
+    return IdSource::current().newUniqueId();
 }

@@ -2,5 +2,6 @@
 
 #include <QString>
 
-// A new id for an editor item, unique across processes: a UUID without braces. Throws nothing.
+// A new id for an editor item, unique across processes: a UUID without braces. Taken from the
+// calling thread's current id source (platform/model/id_source.h), random by default. Throws nothing.
 QString nextUniqueId();

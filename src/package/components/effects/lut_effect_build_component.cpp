@@ -1,10 +1,9 @@
 #include "package/components/effects/lut_effect_build_component.h"
 
-#include <QUuid>
-
 #include "package/components/effects/resource_registration.h"
 #include "platform/bundle/store_item.h"
 #include "platform/layout/package_structure_description.h"
+#include "platform/model/id_source.h"
 #include "platform/model/package_object.h"
 #include "platform/model/unique_id.h"
 #include "platform/model/video_effect.h"
@@ -17,7 +16,7 @@ LutEffectBuildComponent::LutEffectBuildComponent(const LutEffectParams& params)
       m_lutPath(params.lutPath) {}
 
 ResourceFixupQueue LutEffectBuildComponent::build(Package::Object* package) {
-    const QString uuid = QUuid::createUuid().toString();
+    const QString uuid = IdSource::current().newUuid().toString();
     const QString effectFolder =
         QStringLiteral("%1/%2/").arg(package->folder, PackageStructureDescription::effectDir);
     ResourceFixupQueue fixups;

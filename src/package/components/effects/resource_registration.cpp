@@ -1,9 +1,8 @@
 #include "package/components/effects/resource_registration.h"
 
-#include <QUuid>
-
 #include "package/abstract_build_component.h"
 #include "platform/fs/fs.h"
+#include "platform/model/id_source.h"
 
 namespace Package {
 
@@ -11,7 +10,7 @@ QString registerResource(ResourceFixupQueue& fixups, CollectionAddOn& addOn, ::R
                          const QString& source) {
     if (!FS::exists(source))
         return QString();
-    const QString id = QUuid::createUuid().toString();
+    const QString id = IdSource::current().newUuid().toString();
     const QString fileName = FS::fileName(source);
     const Resource resource(AbstractBuildComponent::makeResourcePath(fileName), id, kind);
     fixups.push_back([source, fileName](const QString& folder) {

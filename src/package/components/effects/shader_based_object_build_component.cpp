@@ -1,10 +1,9 @@
 #include "package/components/effects/shader_based_object_build_component.h"
 
-#include <QUuid>
-
 #include "package/components/effects/resource_registration.h"
 #include "platform/bundle/store_item.h"
 #include "platform/layout/package_structure_description.h"
+#include "platform/model/id_source.h"
 #include "platform/model/package_object.h"
 #include "platform/model/unique_id.h"
 
@@ -23,7 +22,7 @@ ShaderBasedObjectBuildComponent<Object, ExternalShader>::ShaderBasedObjectBuildC
 template <class Object, class ExternalShader>
 ResourceFixupQueue ShaderBasedObjectBuildComponent<Object, ExternalShader>::build(
     Package::Object* package) {
-    const QString uuid = QUuid::createUuid().toString();
+    const QString uuid = IdSource::current().newUuid().toString();
     const QString folder = QStringLiteral("%1/%2/").arg(package->folder, itemFolder());
     ResourceFixupQueue fixups;
     CollectionAddOn addOn;

@@ -1,10 +1,9 @@
 #include "package/components/effects/template_transition_build_component.h"
 
-#include <QUuid>
-
 #include "platform/bundle/store_item.h"
 #include "platform/fs/fs.h"
 #include "platform/layout/package_structure_description.h"
+#include "platform/model/id_source.h"
 #include "platform/model/package_object.h"
 #include "platform/model/unique_id.h"
 
@@ -12,7 +11,7 @@ namespace Package {
 
 template <class Item>
 ResourceFixupQueue TemplateTransitionBuildComponent<Item>::build(Package::Object* package) {
-    const QString itemUuid = QUuid::createUuid().toString();
+    const QString itemUuid = IdSource::current().newUuid().toString();
     const QString itemFolder =
         QStringLiteral("%1/%2/").arg(package->folder, PackageStructureDescription::transitionDir);
     ResourceFixupQueue fixups;
@@ -30,7 +29,7 @@ ResourceFixupQueue TemplateTransitionBuildComponent<Item>::build(Package::Object
     item.collectionId = collectionId();
     item.preview = image;
 
-    const QString resourceUuid = QUuid::createUuid().toString();
+    const QString resourceUuid = IdSource::current().newUuid().toString();
     const Resource resource(makeResourcePath(FS::fileName(m_mediaPath)), resourceUuid,
                             ::Resource::MediaFile);
     const QString mediaPath = m_mediaPath;

@@ -1,10 +1,9 @@
 #include "package/components/imports/import_build_component.h"
 
-#include <QUuid>
-
 #include "package/components/imports/import_item.h"
 #include "platform/fs/fs.h"
 #include "platform/layout/package_structure_description.h"
+#include "platform/model/id_source.h"
 
 namespace Package {
 
@@ -25,8 +24,8 @@ qint32 ImportBuildComponent::storedKind(qint32 importType) {
 }
 
 ResourceFixupQueue ImportBuildComponent::build(Package::Object* package) {
-    const QString uuid = QUuid::createUuid().toString();
-    QUuid::createUuid();  // a second id was once made here; the sequence of ids is kept
+    const QString uuid = IdSource::current().newUuid().toString();
+    IdSource::current().newUuid();  // a second id was once made here; the sequence of ids is kept
     ResourceFixupQueue fixups;
 
     Import::Object object =

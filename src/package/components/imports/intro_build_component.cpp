@@ -1,11 +1,11 @@
 #include "package/components/imports/intro_build_component.h"
 
 #include <QStringList>
-#include <QUuid>
 #include <stdexcept>
 
 #include "package/components/imports/import_item.h"
 #include "platform/fs/fs.h"
+#include "platform/model/id_source.h"
 #include "platform/model/package_object.h"
 #include "platform/model/timeline_object.h"
 #include "platform/project/project_writer.h"
@@ -35,7 +35,7 @@ void IntroBuildComponent::requireBundleOutside(const QString& workingFolder) {
 ResourceFixupQueue IntroBuildComponent::build(Package::Object* package) {
     const QString root = package->folder;
     requireBundleOutside(root);
-    const QString uuid = QUuid::createUuid().toString();
+    const QString uuid = IdSource::current().newUuid().toString();
     const QString bundle = bundlePath(root);
 
     Project::Content content;

@@ -1,6 +1,5 @@
 #include "package/components/overlays/final_overlay_build_component.h"
 
-#include <QUuid>
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -14,6 +13,7 @@
 #include "platform/media/core_parser.h"
 #include "platform/media/snapshot.h"
 #include "platform/media/timing_from_metadata.h"
+#include "platform/model/id_source.h"
 #include "platform/model/package_object.h"
 #include "platform/model/unique_id.h"
 
@@ -74,7 +74,7 @@ ResourceFixupQueue FinalOverlayBuildComponent::build(Package::Object* package) {
     // marker in either of its first two texts.
     requireNoReplaceableMarker(QStringLiteral("working folder"), package->folder);
     requireNoReplaceableMarker(QStringLiteral("collection id"), collectionId());
-    const QString uuid = QUuid::createUuid().toString();
+    const QString uuid = IdSource::current().newUuid().toString();
     const QString win = m_params.winSubfolder ? QStringLiteral("/win/") : QString();
     // The doubled separators that these patterns make are kept as they are.
     const QString itemFolder =
@@ -161,7 +161,7 @@ void FinalOverlayBuildComponent::mergeExtraVideo(const Timeline::Object* timelin
         const Timeline::ClipTiming& timing = timeline->clipTiming(clip);
         if (timing.contentKind != Timeline::VideoContent)
             continue;
-        const QString uuid = QUuid::createUuid().toString();
+        const QString uuid = IdSource::current().newUuid().toString();
         const QString source = clip->media.sourcePath;
 
         Resource video;

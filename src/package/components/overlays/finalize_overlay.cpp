@@ -3,7 +3,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QPixmap>
-#include <QUuid>
 #include <memory>
 #include <stdexcept>
 
@@ -12,6 +11,7 @@
 #include "package/extractor/extractor.h"
 #include "platform/fs/fs.h"
 #include "platform/model/collection_ids.h"
+#include "platform/model/id_source.h"
 #include "platform/serialize/no_gui_application_error.h"
 
 namespace Package {
@@ -49,7 +49,7 @@ QString finalizeOverlay(const Package::Object* package, const QString& folder) {
     component->setPreview(preview);
     component->setCollectionId(collectionOf(context->params.overlayType));
 
-    const QString uuid = QUuid::createUuid().toString();
+    const QString uuid = IdSource::current().newUuid().toString();
     const QString target = folder + FS::separator + context->name;
     // The target becomes a package file: building into a folder that is already there would pack
     // (and then remove) whatever else it holds.

@@ -1,12 +1,11 @@
 #include "package/components/overlays/intermediate_overlay_build_component.h"
 
-#include <QUuid>
-
 #include "package/components/imports/intro_build_component.h"
 #include "package/components/overlays/final_overlay_build_component.h"
 #include "package/name_checks.h"
 #include "platform/bundle/store_item.h"
 #include "platform/layout/package_structure_description.h"
+#include "platform/model/id_source.h"
 #include "platform/model/overlay_preset.h"
 #include "platform/model/package_object.h"
 #include "platform/model/timeline_object.h"
@@ -30,7 +29,7 @@ ResourceFixupQueue IntermediateOverlayBuildComponent::build(Package::Object* pac
 
 ResourceFixupQueue IntermediateOverlayBuildComponent::buildOverlay(Package::Object* package) {
     const QString titles = PackageStructureDescription::titlesDir;
-    const QString uuid = QUuid::createUuid().toString();
+    const QString uuid = IdSource::current().newUuid().toString();
     const QString win = m_params.winSubfolder ? QStringLiteral("/win/") : QString();
     const QString itemFolder =
         QStringLiteral("%1/%2/%3/").arg(package->folder).arg(titles).arg(win);
@@ -50,7 +49,8 @@ ResourceFixupQueue IntermediateOverlayBuildComponent::buildOverlay(Package::Obje
 
     // Stands for the project part; its timing carries the video timing.
     Resource placeholder;
-    placeholder.key = std::make_tuple(QUuid::createUuid().toString(), ::Resource::DataFile);
+    placeholder.key =
+        std::make_tuple(IdSource::current().newUuid().toString(), ::Resource::DataFile);
     placeholder.timing = {m_params.videoTiming.start, m_params.videoTiming.length,
                           m_params.videoTiming.frameRate};
     addOn.resources.push_back(placeholder);
