@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QCryptographicHash>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -216,4 +218,40 @@ TEST(StableIds, ComponentIdsMustBeNonEmptyTextAndDiffer) {
         EXPECT_EQ(QDir(dir.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries),
                   QStringList{"recipe.json"});
     }
+}
+
+TEST(BuildReport, NamesThePackagesIdAndTheSha256OfItsBytes) {
+    QTemporaryDir dir;
+    const QString id = QStringLiteral("{6f1c2a8e-0d3b-4c5a-9e7f-1a2b3c4d5e6f}");
+    const QString recipePath = dir.filePath("ids.json");
+    TestSupport::writeFile(recipePath, QJsonDocument(recipe(id)).toJson());
+    const QString package = dir.filePath("ids.qpack");
+    const auto fileHash = [&] {
+        QFile file(package);
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        return QString::fromLatin1(
+            QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256).toHex());
+    };
+
+    const TestSupport::ToolResult plain =
+        TestSupport::tool({"build", recipePath, "-o", package, "--print-hash"});
+    ASSERT_EQ(plain.code, 0) << plain.errors.toStdString();
+    EXPECT_TRUE(plain.output.contains(QStringLiteral("sha256 %1  %2\n").arg(fileHash(), package)))
+        << plain.output.toStdString();
+
+    // Without an id of its own the package's generated one is reported, as its description has it.
+    QJsonObject anonymous = recipe(QString());
+    TestSupport::writeFile(recipePath, QJsonDocument(anonymous).toJson());
+    const TestSupport::ToolResult json =
+        TestSupport::tool({"build", recipePath, "-o", package, "--json"});
+    ASSERT_EQ(json.code, 0) << json.errors.toStdString();
+    const QJsonObject report = QJsonDocument::fromJson(json.output.toUtf8())
+                                   .object()["packages"]
+                                   .toArray()
+                                   .at(0)
+                                   .toObject();
+    EXPECT_EQ(report["sha256"].toString(), fileHash());
+    const QString uuid = report["uuid"].toString();
+    EXPECT_TRUE(TestSupport::isBracedUuid(uuid)) << uuid.toStdString();
+    EXPECT_TRUE(TestSupport::zipEntry(package, "package.xml").contains(uuid.toUtf8()));
 }

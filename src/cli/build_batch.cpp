@@ -24,6 +24,8 @@ QJsonObject toJson(const BatchBuild::Result& result) {
                        {QStringLiteral("built"), result.built}};
     if (result.built) {
         object.insert(QStringLiteral("package"), result.package);
+        object.insert(QStringLiteral("uuid"), result.uuid);
+        object.insert(QStringLiteral("sha256"), result.sha256);
         object.insert(QStringLiteral("bytes"), double(result.bytes));
         object.insert(QStringLiteral("components"), result.components);
     } else {
@@ -37,6 +39,8 @@ BatchBuild::Result fromJson(const QJsonObject& object) {
     result.recipe = object.value(QStringLiteral("recipe")).toString();
     result.built = object.value(QStringLiteral("built")).toBool();
     result.package = object.value(QStringLiteral("package")).toString();
+    result.uuid = object.value(QStringLiteral("uuid")).toString();
+    result.sha256 = object.value(QStringLiteral("sha256")).toString();
     result.bytes = qint64(object.value(QStringLiteral("bytes")).toDouble());
     result.components = object.value(QStringLiteral("components")).toInt();
     result.error = object.value(QStringLiteral("error")).toString();
@@ -95,6 +99,8 @@ BatchBuild::Results BatchBuild::runHere(const QStringList& recipes, QTextStream&
             const Built built = buildOne(recipe, m_settings, err);
             result.built = true;
             result.package = built.package;
+            result.uuid = built.uuid;
+            result.sha256 = built.sha256;
             result.bytes = built.bytes;
             result.components = built.components;
         } catch (const std::exception& error) {
@@ -157,7 +163,7 @@ BatchBuild::Results BatchBuild::runInProcesses(const QStringList& recipes, int p
     return results;
 }
 
-void BatchBuild::report(const Results& results, bool json, QTextStream& out) {
+void BatchBuild::report(const Results& results, bool json, bool hashes, QTextStream& out) {
     const int failed = failures(results);
     const int built = int(results.size()) - failed;
     if (json) {
@@ -174,7 +180,10 @@ void BatchBuild::report(const Results& results, bool json, QTextStream& out) {
         if (result.built)
             out << "built " << QDir::toNativeSeparators(result.package) << " (" << result.bytes
                 << " bytes, " << result.components
-                << (result.components == 1 ? " component" : " components") << ")\n";
+                << (result.components == 1 ? " component" : " components") << ")\n"
+                << (hashes ? QStringLiteral("sha256 %1  %2\n")
+                                 .arg(result.sha256, QDir::toNativeSeparators(result.package))
+                           : QString());
         else
             out << "failed " << terminalSafe(result.error) << "\n";
     }

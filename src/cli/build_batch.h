@@ -20,6 +20,8 @@ public:
         QString recipe;
         bool built = false;
         QString package;
+        QString uuid;
+        QString sha256;
         qint64 bytes = 0;
         int components = 0;
         QString error;  // why it was not built
@@ -32,8 +34,9 @@ public:
     // One result per recipe, in their order. Warnings and findings go to `err` as they come.
     Results run(const QStringList& recipes, QTextStream& err) const;
 
-    // One line per package and a summary, or the whole batch as one JSON object.
-    static void report(const Results& results, bool json, QTextStream& out);
+    // One line per package (and its SHA-256 with `hashes`) and a summary, or the whole batch as
+    // one JSON object.
+    static void report(const Results& results, bool json, bool hashes, QTextStream& out);
     static int failures(const Results& results);
 
 private:

@@ -12,6 +12,7 @@
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/component_factory.h"
+#include "cli/file_hash.h"
 #include "cli/input_guard.h"
 #include "cli/labelled_component.h"
 #include "cli/progress.h"
@@ -22,6 +23,7 @@
 #include "platform/fs/temporary_folder.h"
 #include "platform/layout/package_structure_description.h"
 #include "platform/media/media_log.h"
+#include "platform/model/id_source.h"
 
 namespace Cli {
 namespace {
@@ -60,7 +62,10 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
     if (QFileInfo(outputPath).isDir())
         throw Error(
             QStringLiteral("%1: the output is a folder, not a package file").arg(outputPath));
-    const QString uuid = settings.uuid.isEmpty() ? recipe.uuid : settings.uuid;
+    // Made here rather than by the builder so that the report can name it.
+    QString uuid = settings.uuid.isEmpty() ? recipe.uuid : settings.uuid;
+    if (uuid.isEmpty())
+        uuid = IdSource::current().newUuid().toString();
 
     // Every component is made before anything is written, so a broken entry stops the build early.
     QStringList warnings;
@@ -156,6 +161,8 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
 
     Built built;
     built.package = outputPath;
+    built.uuid = uuid;
+    built.sha256 = sha256Of(outputPath);
     built.bytes = QFileInfo(outputPath).size();
     built.components = int(components.size());
     if (!settings.keepWork.isEmpty())
@@ -193,10 +200,13 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     const QCommandLineOption jobsOption(
         {QStringLiteral("j"), QStringLiteral("jobs")},
         QStringLiteral("Build N packages at a time (default: one per core)."), QStringLiteral("N"));
-    const QCommandLineOption jsonOption(QStringLiteral("json"),
-                                        QStringLiteral("Report the packages as JSON."));
+    const QCommandLineOption jsonOption(
+        QStringLiteral("json"),
+        QStringLiteral("Report the packages as JSON (path, uuid, size, SHA-256, warnings)."));
+    const QCommandLineOption hashOption(QStringLiteral("print-hash"),
+                                        QStringLiteral("Name each package's SHA-256."));
     parser.addOptions({outputOption, uuidOption, keepOption, strictOption, verboseOption,
-                       noChecksOption, jobsOption, jsonOption});
+                       noChecksOption, jobsOption, jsonOption, hashOption});
     if (!parseCommandLine(parser, QStringLiteral("build"), arguments, out, -1,
                           QStringLiteral("a recipe file")))
         return 0;
@@ -208,6 +218,7 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     settings.strict = parser.isSet(strictOption);
     settings.verbose = parser.isSet(verboseOption);
     settings.checks = !parser.isSet(noChecksOption);
+    settings.printHash = parser.isSet(hashOption);
     const QStringList recipes = parser.positionalArguments();
     int jobs = 0;
     if (parser.isSet(jobsOption)) {
@@ -224,6 +235,9 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         out << "built " << QDir::toNativeSeparators(built.package) << " (" << built.bytes
             << " bytes, " << built.components
             << (built.components == 1 ? " component" : " components") << ")\n";
+        if (settings.printHash)
+            out << "sha256 " << built.sha256 << "  " << QDir::toNativeSeparators(built.package)
+                << "\n";
         if (!built.workingFolder.isEmpty())
             out << "working folder kept at " << QDir::toNativeSeparators(built.workingFolder)
                 << "\n";
@@ -242,7 +256,7 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     }
     settings.progress = false;
     const BatchBuild::Results results = BatchBuild(settings, jobs).run(recipes, err);
-    BatchBuild::report(results, parser.isSet(jsonOption), out);
+    BatchBuild::report(results, parser.isSet(jsonOption), settings.printHash, out);
     return BatchBuild::failures(results) > 0 ? 1 : 0;
 }
 

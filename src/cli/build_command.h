@@ -16,11 +16,14 @@ struct BuildSettings {
     bool strict = false;
     bool verbose = false;
     bool checks = true;
-    bool progress = true;  // a progress line when stderr is a terminal
+    bool printHash = false;  // the plain report names each package's SHA-256
+    bool progress = true;    // a progress line when stderr is a terminal
 };
 
 struct Built {
     QString package;
+    QString uuid;    // the package's id, as its description records it
+    QString sha256;  // of the package file, in lowercase hex
     qint64 bytes = 0;
     int components = 0;
     QString workingFolder;  // when kept

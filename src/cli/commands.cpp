@@ -28,7 +28,7 @@ const char* const kUsage =
     "  build RECIPE.json [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [--strict] [-v]\n"
     "                    [--no-checks]\n"
     "                    build a package from a JSON recipe\n"
-    "  build RECIPE.json... [-j N] [--json] [--strict] [-v] [--no-checks]\n"
+    "  build RECIPE.json... [-j N] [--json] [--print-hash] [--strict] [-v] [--no-checks]\n"
     "                    build the package of every recipe, N at a time (default: one per\n"
     "                    core); exit code 1 when any failed\n"
     "  check RECIPE.json [--json]\n"
