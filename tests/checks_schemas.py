@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
-"""Validates the bundled examples against the JSON Schemas of the recipe and the timeline file,
-and checks that the schemas reject documents that the tool's readers refuse.
+"""Validates the bundled examples, and the recipes and timeline files that the test suite built,
+against the JSON Schemas of the recipe and the timeline file, and checks that the schemas reject
+documents that the tool's readers refuse.
 
-Usage: checks_schemas.py SOURCE_DIR
+Usage: checks_schemas.py SOURCE_DIR [BUILT_RECIPES_DIR]
+A recipe that the tool built but the schema refuses means the schema is too strict.
 """
 import json
 import pathlib
@@ -11,7 +13,7 @@ import sys
 import jsonschema
 
 source = pathlib.Path(sys.argv[1])
-schemas = {name: json.loads((source / "schemas" / f"{name}.schema.json").read_text())
+schemas = {name: json.loads((source / "docs" / "schemas" / f"{name}.schema.json").read_text())
            for name in ("recipe", "timeline")}
 failures = []
 
@@ -42,6 +44,20 @@ for path in sorted(timelines | set(examples.glob("media/*.json"))):
         failures.append(f"{pathlib.Path(path).relative_to(source)}: {problem}")
 if not recipes or not timelines:
     failures.append("no example recipes or timelines found")
+
+# What the tests built: `<hash>.recipe.json` and `<hash>.timeline.json`, kept by the test support.
+built = {"recipe": [], "timeline": []}
+if len(sys.argv) > 2 and pathlib.Path(sys.argv[2]).is_dir():
+    for name in built:
+        built[name] = sorted(pathlib.Path(sys.argv[2]).glob(f"*.{name}.json"))
+for name, paths in built.items():
+    for path in paths:
+        try:
+            document = json.loads(path.read_text())
+        except ValueError:
+            continue  # a test of what the reader says of broken JSON that still built
+        for problem in errors(name, document):
+            failures.append(f"{path}: {problem}")
 
 lut = {"kind": "lut-effect", "lut": "warm.cube"}
 broken_recipes = {
@@ -89,7 +105,8 @@ for schema, cases in (("recipe", broken_recipes), ("timeline", broken_timelines)
 
 for failure in failures:
     print(failure)
-print(f"{len(recipes)} recipes, {len(timelines)} timelines, "
+print(f"{len(recipes)} example recipes, {len(timelines)} example timelines, "
+      f"{len(built['recipe'])} test recipes, {len(built['timeline'])} test timelines, "
       f"{len(broken_recipes) + len(broken_timelines)} broken documents: "
       + ("ok" if not failures else f"{len(failures)} failures"))
 sys.exit(1 if failures else 0)

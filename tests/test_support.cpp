@@ -3,11 +3,16 @@
 #include <gtest/gtest.h>
 #include <zip.h>
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSaveFile>
 
 #include <cmath>
 #include <limits>
@@ -82,9 +87,50 @@ QByteArray zipEntry(const QString& zipPath, const QString& name) {
     return data;
 }
 
+namespace {
+
+// Keeps a copy of a JSON file as `<sha1>.<kind>.json`; tests run in parallel, so each copy is
+// written whole under its own content's name.
+void keepCopy(const QString& folder, const QByteArray& data, const char* kind) {
+    const QString name = QString::fromLatin1(
+        QCryptographicHash::hash(data, QCryptographicHash::Sha1).toHex() + '.' + kind + ".json");
+    QDir().mkpath(folder);
+    QSaveFile file(QDir(folder).filePath(name));
+    if (file.open(QIODevice::WriteOnly) && file.write(data) == data.size())
+        file.commit();
+}
+
+void keepRecipes(const QStringList& arguments) {
+    const QString folder = qEnvironmentVariable("PACKWRIGHT_TEST_RECIPES");
+    if (folder.isEmpty() || arguments.isEmpty() ||
+        (arguments.front() != QLatin1String("build") &&
+         arguments.front() != QLatin1String("check")))
+        return;
+    for (const QString& argument : arguments.mid(1)) {
+        QFile recipe(argument);
+        if (!argument.endsWith(QLatin1String(".json")) || !recipe.open(QIODevice::ReadOnly))
+            continue;
+        const QByteArray data = recipe.readAll();
+        keepCopy(folder, data, "recipe");
+        const QDir base = QFileInfo(argument).absoluteDir();
+        for (const QJsonValue component :
+             QJsonDocument::fromJson(data).object().value(QStringLiteral("components")).toArray()) {
+            const QString timeline =
+                component.toObject().value(QStringLiteral("timeline")).toString();
+            QFile file(base.absoluteFilePath(timeline));
+            if (!timeline.isEmpty() && file.open(QIODevice::ReadOnly))
+                keepCopy(folder, file.readAll(), "timeline");
+        }
+    }
+}
+
+}  // namespace
+
 ToolResult tool(const QStringList& arguments) {
     ToolResult result;
     result.code = run(QStringLiteral(PACKWRIGHT_TOOL), arguments, &result.output, &result.errors);
+    if (result.code == 0)
+        keepRecipes(arguments);
     return result;
 }
 

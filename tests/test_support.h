@@ -37,7 +37,9 @@ struct ToolResult {
     QString output;
     QString errors;
 };
-// Runs the packwright tool that this build made.
+// Runs the packwright tool that this build made. The recipes (and their timeline files) of every
+// `build` or `check` that succeeds are also kept in $PACKWRIGHT_TEST_RECIPES when it is set, so
+// that the suite can hold them against the JSON Schemas.
 ToolResult tool(const QStringList& arguments);
 
 // The names of the entries of a zip file, in archive order.
