@@ -24,14 +24,15 @@ include="$prefix/include/packwright"
 [ -f "$include/package/builder.h" ] || fail "no public header under $include"
 
 # The private headers: the libzip and FFmpeg glue, and what includes it.
-for private in platform/bundle/zip_support.h platform/media/av_support.h \
+for private in platform/bundle/zip_support.h platform/bundle/zip_packer.h \
+  platform/bundle/zip_file_source.h platform/bundle/zip_deflate_queue.h platform/media/av_support.h \
   platform/media/frame_finder.h platform/media/stream_reader_impl.h; do
   [ ! -e "$include/$private" ] || fail "the private header $private is installed"
 done
 headers=$(cd "$include" && find . -name '*.h' | sed 's|^\./||' | LC_ALL=C sort)
 for header in $headers; do
-  if grep -Eq '#include <(zip\.h|libav|libsw)' "$include/$header"; then
-    fail "$header includes a libzip or FFmpeg header"
+  if grep -Eq '#include <(zip\.h|libdeflate|libav|libsw)' "$include/$header"; then
+    fail "$header includes a libzip, libdeflate or FFmpeg header"
   fi
   for included in $(sed -n 's|^#include "\(.*\)"|\1|p' "$include/$header"); do
     [ -f "$include/$included" ] || fail "$header includes $included, which is not installed"
