@@ -137,7 +137,10 @@ void compareMaps(const Map& a, const Map& b, const QString& prefix, const QStrin
         both[key].first = value;
     for (const auto& [key, value] : b)
         both[key].second = value;
-    for (const auto& [key, values] : both) {
+    for (const auto& entry : both) {
+        // A lambda cannot capture a structured binding in C++17 (clang refuses it).
+        const auto& key = entry.first;
+        const auto& values = entry.second;
         const bool inA = std::find_if(a.begin(), a.end(),
                                       [&](const auto& p) { return p.first == key; }) != a.end();
         const bool inB = std::find_if(b.begin(), b.end(),
