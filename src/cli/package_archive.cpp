@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "cli/cli_error.h"
+#include "platform/bundle/zip_support.h"
 #include "platform/fs/atomic_file.h"
 
 namespace Cli {
@@ -48,14 +49,7 @@ PackageArchive::PackageArchive(const QString& path, const Bundle::ReadLimits& li
                             .arg(path)
                             .arg(i)
                             .arg(QString::fromUtf8(zip_strerror(m_archive.get()))));
-        Bundle::Zip::Entry entry;
-        entry.name = QString::fromUtf8(st.name);
-        entry.size = qint64(st.size);
-        entry.compressedSize = qint64(st.comp_size);
-        entry.crc = st.crc;
-        entry.stored = st.comp_method == ZIP_CM_STORE;
-        entry.isDirectory = entry.name.endsWith(QLatin1Char('/'));
-        m_entries.push_back(entry);
+        m_entries.push_back(Bundle::Zip::detail::entryOf(st));
     }
 }
 

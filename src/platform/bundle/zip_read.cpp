@@ -40,14 +40,7 @@ std::vector<Entry> list(const QString& archivePath) {
                            .arg(quoted(archivePath))
                            .arg(i)
                            .arg(QString::fromUtf8(zip_strerror(archive.get()))));
-        Entry entry;
-        entry.name = QString::fromUtf8(st.name);
-        entry.size = qint64(st.size);
-        entry.compressedSize = qint64(st.comp_size);
-        entry.crc = st.crc;
-        entry.stored = st.comp_method == ZIP_CM_STORE;
-        entry.isDirectory = entry.name.endsWith(QLatin1Char('/'));
-        entries.push_back(entry);
+        entries.push_back(entryOf(st));
     }
     return entries;
 }

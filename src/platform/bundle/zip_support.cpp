@@ -72,6 +72,17 @@ QString nameProblem(const QByteArray& name) {
     return {};
 }
 
+Entry entryOf(const zip_stat_t& st) {
+    Entry entry;
+    entry.name = QString::fromUtf8(st.name);
+    entry.size = qint64(st.size);
+    entry.compressedSize = qint64(st.comp_size);
+    entry.crc = st.crc;
+    entry.stored = st.comp_method == ZIP_CM_STORE;
+    entry.isDirectory = entry.name.endsWith(QLatin1Char('/'));
+    return entry;
+}
+
 Archive openForReading(const QString& archivePath, const QString& what) {
     const QByteArray native = QFile::encodeName(archivePath);
     struct stat st;

@@ -45,6 +45,8 @@ QString nameProblem(const QByteArray& name);
 
 // Opens an archive for reading; `what` names the action in messages ("unpack", "check").
 Archive openForReading(const QString& archivePath, const QString& what);
+// What the central directory says of one entry.
+Entry entryOf(const zip_stat_t& st);
 
 void removeTree(const QByteArray& path);
 bool isEmptyFolder(const QByteArray& path);
