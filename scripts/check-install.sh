@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the library from build/ into a clean prefix and uses it as an application would, with
 # only the installed files to go by:
+#   - the tool's bash and zsh completions and its manual page are installed;
 #   - no private header is installed, and no installed header includes one, or libzip's or
 #     FFmpeg's headers, or anything that is not installed;
 #   - every installed header compiles as <packwright/...> through find_package(Packwright);
@@ -22,6 +23,11 @@ fail() {
 cmake --install build --prefix "$prefix" >/dev/null
 include="$prefix/include/packwright"
 [ -f "$include/package/builder.h" ] || fail "no public header under $include"
+# The tool's shell completions and manual page, made at build time from its help.
+for shared in bash-completion/completions/packwright zsh/site-functions/_packwright \
+  man/man1/packwright.1; do
+  [ -s "$prefix/share/$shared" ] || fail "share/$shared is not installed"
+done
 
 # The private headers: the libzip and FFmpeg glue, and what includes it.
 for private in platform/bundle/zip_support.h platform/bundle/zip_packer.h \

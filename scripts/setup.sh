@@ -12,6 +12,7 @@ packages=(
   libopencolorio-dev glslang-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   zip unzip ffmpeg
+  zsh man-db groff-base
   python3-jsonschema
   chromium
 )

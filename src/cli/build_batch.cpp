@@ -15,6 +15,7 @@
 
 #include "cli/recipe.h"
 #include "cli/terminal_text.h"
+#include "cli/verbosity.h"
 
 namespace Cli {
 namespace {
@@ -119,6 +120,8 @@ QStringList BatchBuild::childArguments() const {
         arguments << QStringLiteral("--strict");
     if (m_settings.verbose)
         arguments << QStringLiteral("--verbose");
+    if (Verbosity::quiet())
+        arguments << QStringLiteral("--quiet");
     if (!m_settings.checks)
         arguments << QStringLiteral("--no-checks");
     return arguments << QStringLiteral("--");

@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QImageReader>
 
+#include <algorithm>
 #include <optional>
 
 #include "cli/checks/recipe_checker.h"
@@ -17,6 +18,7 @@
 #include "cli/labelled_component.h"
 #include "cli/progress.h"
 #include "cli/recipe.h"
+#include "cli/verbosity.h"
 #include "package/builder.h"
 #include "platform/fs/fs.h"
 #include "platform/fs/scratch_area.h"
@@ -148,14 +150,23 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
         builder.setupBuildComponent(component);
     Bundle::Zip::PackOptions packOptions;
     if (progress.enabled()) {
-        packOptions.progress = [&progress](double done) {
-            progress.show(QStringLiteral("packing %1%").arg(int(done * 100)));
+        // The packer counts in fractions; the folder is complete once it starts, so its size
+        // turns them into bytes.
+        packOptions.progress = [&progress, &folder, &recipe,
+                                total = qint64(-1)](double done) mutable {
+            if (total < 0)
+                total = std::max<qint64>(FS::pathSize(folder), 1);
+            progress.showBytes(QStringLiteral("packing ") + recipe.name, qint64(done * total),
+                               total);
             return true;
         };
     }
     builder.setPackOptions(packOptions);
-    progress.show(
-        QStringLiteral("building %1 (%2 components)").arg(recipe.name).arg(components.size()));
+    progress.show(QStringLiteral("building %1 (%2 %3)")
+                      .arg(recipe.name)
+                      .arg(components.size())
+                      .arg(components.size() == 1 ? QStringLiteral("component")
+                                                  : QStringLiteral("components")));
     builder.build(uuid);
     progress.done();
 
@@ -232,13 +243,14 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
 
     if (recipes.size() == 1 && !parser.isSet(jsonOption)) {
         const Built built = buildOne(recipes.front(), settings, err);
-        out << "built " << QDir::toNativeSeparators(built.package) << " (" << built.bytes
-            << " bytes, " << built.components
-            << (built.components == 1 ? " component" : " components") << ")\n";
+        if (!Verbosity::quiet())
+            out << "built " << QDir::toNativeSeparators(built.package) << " (" << built.bytes
+                << " bytes, " << built.components
+                << (built.components == 1 ? " component" : " components") << ")\n";
         if (settings.printHash)
             out << "sha256 " << built.sha256 << "  " << QDir::toNativeSeparators(built.package)
                 << "\n";
-        if (!built.workingFolder.isEmpty())
+        if (!built.workingFolder.isEmpty() && !Verbosity::quiet())
             out << "working folder kept at " << QDir::toNativeSeparators(built.workingFolder)
                 << "\n";
         return 0;
@@ -256,8 +268,11 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     }
     settings.progress = false;
     const BatchBuild::Results results = BatchBuild(settings, jobs).run(recipes, err);
-    BatchBuild::report(results, parser.isSet(jsonOption), settings.printHash, out);
-    return BatchBuild::failures(results) > 0 ? 1 : 0;
+    const int failures = BatchBuild::failures(results);
+    // Quiet, a batch that went well says nothing but what was asked for.
+    if (!Verbosity::quiet() || failures > 0 || parser.isSet(jsonOption) || settings.printHash)
+        BatchBuild::report(results, parser.isSet(jsonOption), settings.printHash, out);
+    return failures > 0 ? 1 : 0;
 }
 
 }  // namespace Cli

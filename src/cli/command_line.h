@@ -11,8 +11,9 @@
 namespace Cli {
 
 // Parses the arguments of one command with its parser (options and positional arguments already
-// added). Prints the help and returns false when it was asked for. Throws Cli::Error with exit
-// code 2 for a usage error, and when the number of positional arguments is not
+// added), adding -h/--help and, unless the command has its own, -q/--quiet and -v/--verbose, which
+// set Cli::Verbosity. Prints the help and returns false when it was asked for. Throws Cli::Error
+// with exit code 2 for a usage error, and when the number of positional arguments is not
 // `positionalCount` (at least -`positionalCount` when negative), naming `what` they should be
 // ("one package file").
 bool parseCommandLine(QCommandLineParser& parser, const QString& command,

@@ -1,5 +1,7 @@
 #include "cli/commands.h"
 
+#include <QCommandLineParser>
+
 #include <exception>
 #include <functional>
 #include <map>
@@ -7,13 +9,20 @@
 #include "cli/build_command.h"
 #include "cli/check_command.h"
 #include "cli/cli_error.h"
+#include "cli/command_line.h"
+#include "cli/completion_script.h"
 #include "cli/diff_command.h"
+#include "cli/help_catalog.h"
 #include "cli/ls_command.h"
+#include "cli/man_page.h"
+#include "cli/message_filter.h"
 #include "cli/open_command.h"
 #include "cli/preview/preview_command.h"
+#include "cli/quiet_device.h"
 #include "cli/report_command.h"
 #include "cli/signal_guard.h"
 #include "cli/terminal_text.h"
+#include "cli/verbosity.h"
 #include "cli/verify_command.h"
 
 namespace Cli {
@@ -53,52 +62,128 @@ const char* const kUsage =
     "                    when there are problems\n"
     "  preview PACKAGE.qpack [-o SHEET.html | -o SHEET.png] [--frame IMAGE]\n"
     "                    make a contact sheet showing every item of a package\n"
+    "  help COMMAND      show a command's help (as packwright COMMAND --help does)\n"
+    "  completion bash|zsh\n"
+    "                    print the shell completion script\n"
+    "\n"
+    "Every command also takes -q (print nothing on success but the data asked for, such as\n"
+    "--json; errors still print) and -v (say more, the media decoder's warnings among it).\n"
     "\n"
     "Options:\n"
-    "  -h, --help        show this help (or a command's: packwright build --help)\n"
+    "  -h, --help        show this help\n"
+    "  --help-all        show this help and every command's\n"
+    "  --man             print the manual page (roff)\n"
     "  --version         show the version\n";
 
-using Command = std::function<int(const QStringList&, QTextStream&, QTextStream&)>;
+const std::map<QString, Command>& commandTable();
+
+int helpCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Shows a command's help."));
+    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("The command."),
+                                 QStringLiteral("COMMAND"));
+    if (arguments.isEmpty()) {
+        out << kUsage;
+        return 0;
+    }
+    if (!parseCommandLine(parser, QStringLiteral("help"), arguments, out, 1,
+                          QStringLiteral("one command")))
+        return 0;
+    out << HelpCatalog::helpOf(commandTable(), parser.positionalArguments().front());
+    return 0;
+}
+
+int completionCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Prints the completion script of a shell, bash or zsh."));
+    parser.addPositionalArgument(QStringLiteral("shell"), QStringLiteral("bash or zsh."));
+    if (!parseCommandLine(parser, QStringLiteral("completion"), arguments, out, 1,
+                          QStringLiteral("a shell, bash or zsh")))
+        return 0;
+    const QString shell = parser.positionalArguments().front();
+    const HelpCatalog catalog = HelpCatalog::of(commandTable());
+    if (shell == QLatin1String("bash"))
+        out << CompletionScript::bash(catalog, HelpText::parse(QString::fromUtf8(kUsage)));
+    else if (shell == QLatin1String("zsh"))
+        out << CompletionScript::zsh(catalog, HelpText::parse(QString::fromUtf8(kUsage)));
+    else
+        throw Error(QStringLiteral("completion: no script for '%1': bash or zsh").arg(shell), 2);
+    return 0;
+}
+
+const std::map<QString, Command>& commandTable() {
+    static const std::map<QString, Command> commands = {
+        {QStringLiteral("build"), buildCommand},
+        {QStringLiteral("check"), checkCommand},
+        {QStringLiteral("inspect"), inspectCommand},
+        {QStringLiteral("open"), openCommand},
+        {QStringLiteral("finalize"), finalizeCommand},
+        {QStringLiteral("verify"), verifyCommand},
+        {QStringLiteral("diff"), diffCommand},
+        {QStringLiteral("ls"), lsCommand},
+        {QStringLiteral("extract"), extractCommand},
+        {QStringLiteral("preview"), previewCommand},
+        {QStringLiteral("help"), helpCommand},
+        {QStringLiteral("completion"), completionCommand},
+    };
+    return commands;
+}
 
 }  // namespace
 
 int run(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    static const std::map<QString, Command> commands = {
-        {QStringLiteral("build"), buildCommand},       {QStringLiteral("check"), checkCommand},
-        {QStringLiteral("inspect"), inspectCommand},   {QStringLiteral("open"), openCommand},
-        {QStringLiteral("finalize"), finalizeCommand}, {QStringLiteral("verify"), verifyCommand},
-        {QStringLiteral("diff"), diffCommand},         {QStringLiteral("ls"), lsCommand},
-        {QStringLiteral("extract"), extractCommand},   {QStringLiteral("preview"), previewCommand},
-    };
+    const std::map<QString, Command>& commands = commandTable();
+    Verbosity::set(Verbosity::Normal);
+    // What a command writes to stderr; held back while it is quiet, and shown if it fails.
+    QuietDevice quietDevice(err);
+    QTextStream commandErr(&quietDevice);
+    commandErr.setCodec("UTF-8");
+    const MediaWarnings mediaWarnings(commandErr);
     int code = 0;
     try {
+        const QString first = arguments.isEmpty() ? QString() : arguments.front();
         if (arguments.isEmpty()) {
             err << kUsage;
             code = 2;
-        } else if (arguments.front() == QLatin1String("--help") ||
-                   arguments.front() == QLatin1String("-h") ||
-                   arguments.front() == QLatin1String("help")) {
+        } else if (first == QLatin1String("--help") || first == QLatin1String("-h")) {
             out << kUsage;
-        } else if (arguments.front() == QLatin1String("--version")) {
+        } else if (first == QLatin1String("--help-all")) {
+            out << kUsage;
+            for (const HelpCatalog::Entry& entry : HelpCatalog::of(commands).commands)
+                out << "\n" << entry.text;
+        } else if (first == QLatin1String("--man")) {
+            out << ManPage::roff(HelpCatalog::of(commands),
+                                 HelpText::parse(QString::fromUtf8(kUsage)),
+                                 QStringLiteral(PACKWRIGHT_VERSION));
+        } else if (first == QLatin1String("--version")) {
             out << "packwright " << PACKWRIGHT_VERSION << "\n";
         } else {
-            const auto it = commands.find(arguments.front());
+            const auto it = commands.find(first);
             if (it == commands.end())
                 throw Error(QStringLiteral("unknown command '%1' (see packwright --help)")
                                 .arg(arguments.front()),
                             2);
-            code = it->second(arguments.mid(1), out, err);
+            code = it->second(arguments.mid(1), out, commandErr);
         }
     } catch (const Error& error) {
+        commandErr.flush();
+        quietDevice.release();
         holdIfStopping();
         // Messages quote names and texts from packages and recipes.
         err << "packwright: error: " << terminalSafe(QString::fromUtf8(error.what())) << "\n";
         code = error.exitCode();
     } catch (const std::exception& error) {
+        commandErr.flush();
+        quietDevice.release();
         holdIfStopping();
         err << "packwright: error: " << terminalSafe(QString::fromUtf8(error.what())) << "\n";
         code = 1;
     }
+    commandErr.flush();
+    if (code != 0)
+        quietDevice.release();
+    Verbosity::set(Verbosity::Normal);
     // Output that did not reach its file is a failure, even of a command that succeeded.
     out.flush();
     if (out.status() != QTextStream::Ok) {

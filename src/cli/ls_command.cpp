@@ -9,6 +9,7 @@
 #include "cli/input_guard.h"
 #include "cli/package_listing.h"
 #include "cli/terminal_text.h"
+#include "cli/verbosity.h"
 
 namespace Cli {
 
@@ -74,8 +75,9 @@ int extractCommand(const QStringList& arguments, QTextStream& out, QTextStream&)
         throw Error(QStringLiteral("%1: %2: no such file in the package (see packwright ls)")
                         .arg(packagePath, entry));
     archive.copyTo(entry, target, parser.isSet(forceOption));
-    out << "extracted " << terminalSafe(entry) << " to " << terminalSafe(target) << " ("
-        << found->size << " bytes)\n";
+    if (!Verbosity::quiet())
+        out << "extracted " << terminalSafe(entry) << " to " << terminalSafe(target) << " ("
+            << found->size << " bytes)\n";
     return 0;
 }
 

@@ -14,6 +14,7 @@
 #include "cli/package_recipe.h"
 #include "cli/recipe.h"
 #include "cli/terminal_text.h"
+#include "cli/verbosity.h"
 #include "package/components/overlays/finalize_overlay.h"
 #include "package/extractor/extractor.h"
 #include "platform/bundle/package_reader.h"
@@ -307,7 +308,8 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
         throw Error(QStringLiteral("%1: cannot rename the finished package to %2")
                         .arg(built, QFileInfo(result).fileName()));
     }
-    out << "finalized " << result << " (uuid " << uuid << ")\n";
+    if (!Verbosity::quiet())
+        out << "finalized " << result << " (uuid " << uuid << ")\n";
     return 0;
 }
 

@@ -10,6 +10,7 @@
 #include "cli/preview/png_sheet_painter.h"
 #include "cli/preview/reference_frame.h"
 #include "cli/preview/sheet_reader.h"
+#include "cli/verbosity.h"
 #include "platform/fs/atomic_file.h"
 
 namespace Cli {
@@ -60,7 +61,9 @@ int previewCommand(const QStringList& arguments, QTextStream& out, QTextStream&)
         bytes = Preview::HtmlSheetWriter::write(model);
     }
     FS::writeFileAtomically(output, bytes);
-    out << output << ": " << model.cards.size() << " items\n";
+    if (!Verbosity::quiet())
+        out << output << ": " << model.cards.size()
+            << (model.cards.size() == 1 ? " item\n" : " items\n");
     return 0;
 }
 

@@ -1,0 +1,87 @@
+#!/usr/bin/env bash
+# The tool's shell completions and manual page, as a shell and man see them:
+#   cli_shell_help_test.sh TOOL SHARE_DIR
+# SHARE_DIR holds packwright.bash, _packwright and packwright.1 as the build made them.
+set -euo pipefail
+tool=$1
+share=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failures=0
+fail() {
+  echo "FAIL: $*" >&2
+  failures=$((failures + 1))
+}
+
+# The installed files are what the tool prints now.
+cmp -s <("$tool" completion bash) "$share/packwright.bash" || fail "packwright.bash is stale"
+cmp -s <("$tool" completion zsh) "$share/_packwright" || fail "_packwright is stale"
+cmp -s <("$tool" --man) "$share/packwright.1" || fail "packwright.1 is stale"
+
+# bash: the script registers its function, which completes commands, options and their values.
+complete_bash() {
+  # The words of the command line, the last one being completed.
+  (
+    cd "$work"
+    # shellcheck disable=SC1091
+    source "$share/packwright.bash"
+    COMP_WORDS=("$@")
+    COMP_CWORD=$(($# - 1))
+    _packwright
+    echo "${COMPREPLY[*]}"
+  )
+}
+expect_bash() {
+  local want=$1
+  shift
+  local got
+  got=$(complete_bash "$@")
+  [ "$got" = "$want" ] || fail "bash: completing '$*' gave '$got', not '$want'"
+}
+bash -c "source '$share/packwright.bash' && complete -p packwright" | grep -q -- '-F _packwright' ||
+  fail "bash: the script does not register _packwright for packwright"
+mkdir "$work/kept"
+touch "$work/kept.json"
+expect_bash "build" packwright bu
+expect_bash "diff" packwright di
+expect_bash "--help --help-all" packwright --help
+expect_bash "--no-checks" packwright build --no-
+expect_bash "--keep-work" packwright build --kee
+expect_bash "--quiet" packwright verify --qu
+expect_bash "kept" packwright build --keep-work ke
+expect_bash "kept kept.json" packwright build ke
+expect_bash "" packwright build -j ''
+expect_bash "verify" packwright help ver
+expect_bash "zsh" packwright completion z
+
+# zsh: the script is sound, and compinit picks it up from fpath for the packwright command.
+if command -v zsh >/dev/null; then
+  zsh -n "$share/_packwright" || fail "zsh: _packwright does not parse"
+  HOME=$work zsh -f -c "fpath=('$share' \$fpath); autoload -Uz compinit; compinit -u -d '$work/zcompdump'
+    [[ \$_comps[packwright] == _packwright ]] || exit 1
+    autoload -Uz _packwright; (( \$+functions[_packwright] ))" ||
+    fail "zsh: compinit does not find _packwright for packwright"
+else
+  echo "SKIP: zsh is not installed (scripts/setup.sh installs it)"
+fi
+
+# The manual page renders without a warning, and holds every command and option.
+if command -v groff >/dev/null; then
+  warnings=$(groff -ww -z -man "$share/packwright.1" 2>&1) || fail "groff fails on packwright.1"
+  [ -z "$warnings" ] || fail "groff warns about packwright.1: $warnings"
+else
+  echo "SKIP: groff is not installed"
+fi
+if command -v man >/dev/null; then
+  page=$(MANPAGER=cat MANWIDTH=100 man -l "$share/packwright.1" 2>"$work/man.err") ||
+    fail "man -l packwright.1 fails: $(cat "$work/man.err")"
+  for word in NAME SYNOPSIS COMMANDS "EXIT STATUS" "packwright build" "--keep-work DIR" \
+    "--no-checks" "--quiet" "packwright completion"; do
+    grep -qF -- "$word" <<<"$page" || fail "the manual page lacks '$word'"
+  done
+else
+  echo "SKIP: man is not installed (scripts/setup.sh installs man-db)"
+fi
+
+[ "$failures" -eq 0 ] || exit 1
+echo "bash and zsh completions and the manual page: fine"
