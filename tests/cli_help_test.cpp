@@ -18,15 +18,15 @@ namespace {
 using TestSupport::tool;
 using TestSupport::writeFile;
 
-struct Run {
+struct InProcess {
     int code = 0;
     QString output;
     QString errors;
 };
 
 // The tool's entry point in this process: help needs no package, so no process is spawned.
-Run run(const QStringList& arguments) {
-    Run result;
+InProcess runHere(const QStringList& arguments) {
+    InProcess result;
     QTextStream out(&result.output);
     QTextStream err(&result.errors);
     result.code = Cli::run(arguments, out, err);
@@ -53,8 +53,8 @@ QString warnedRecipe(const QTemporaryDir& dir) {
 TEST(CliHelp, HelpCommandIsTheCommandsOwnHelpWithQuietAndVerbose) {
     for (const QString& command : kCommands) {
         SCOPED_TRACE(command.toStdString());
-        const Run help = run({"help", command});
-        const Run own = run({command, "--help"});
+        const InProcess help = runHere({"help", command});
+        const InProcess own = runHere({command, "--help"});
         EXPECT_EQ(help.code, 0);
         EXPECT_EQ(help.output, own.output);
         EXPECT_TRUE(help.output.startsWith("Usage: packwright " + command + " [options]"))
@@ -65,22 +65,23 @@ TEST(CliHelp, HelpCommandIsTheCommandsOwnHelpWithQuietAndVerbose) {
         // Qt's own --help-all offered Qt's options, which the tool does not take.
         EXPECT_FALSE(help.output.contains("--help-all"));
     }
-    const Run unknown = run({"help", "teleport"});
+    const InProcess unknown = runHere({"help", "teleport"});
     EXPECT_EQ(unknown.code, 2);
     EXPECT_EQ(unknown.errors,
               "packwright: error: unknown command 'teleport' (see packwright --help)\n");
-    EXPECT_EQ(run({"help"}).output, run({"--help"}).output);
+    EXPECT_EQ(runHere({"help"}).output, runHere({"--help"}).output);
 
     // --help-all is the tool's usage and then every command's help.
-    const Run all = run({"--help-all"});
+    const InProcess all = runHere({"--help-all"});
     EXPECT_EQ(all.code, 0);
-    EXPECT_TRUE(all.output.startsWith(run({"--help"}).output));
+    EXPECT_TRUE(all.output.startsWith(runHere({"--help"}).output));
     for (const QString& command : kCommands)
-        EXPECT_TRUE(all.output.contains(run({command, "--help"}).output)) << command.toStdString();
+        EXPECT_TRUE(all.output.contains(runHere({command, "--help"}).output))
+            << command.toStdString();
 }
 
 TEST(CliHelp, HelpTextReadsBackOptionsValuesAndWrappedDescriptions) {
-    const Cli::HelpText help = Cli::HelpText::parse(run({"build", "--help"}).output);
+    const Cli::HelpText help = Cli::HelpText::parse(runHere({"build", "--help"}).output);
     EXPECT_EQ(help.usage, "packwright build [options] RECIPE.json...");
     EXPECT_EQ(help.description, "Builds a package from each JSON recipe; several, N at a time.");
     const auto keep =

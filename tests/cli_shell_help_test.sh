@@ -3,8 +3,8 @@
 #   cli_shell_help_test.sh TOOL SHARE_DIR
 # SHARE_DIR holds packwright.bash, _packwright and packwright.1 as the build made them.
 set -euo pipefail
-tool=$1
-share=$2
+tool=$(realpath "$1")
+share=$(realpath "$2")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failures=0
@@ -28,7 +28,8 @@ complete_bash() {
     COMP_WORDS=("$@")
     COMP_CWORD=$(($# - 1))
     _packwright
-    echo "${COMPREPLY[*]}"
+    # In byte order: compgen lists files in the folder's order.
+    [ ${#COMPREPLY[@]} -eq 0 ] || printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort | paste -sd ' ' -
   )
 }
 expect_bash() {
