@@ -64,23 +64,23 @@ QString zshAction(const QString& valueName) {
     return QStringLiteral(" ");
 }
 
-// One _arguments spec per option: '(-o --output)'{-o,--output}'[explanation]:FILE:_files'.
+// One _arguments word per option: '(-o --output)'{-o,--output}'[explanation]:FILE:_files'.
 QString zshOption(const HelpText::Option& option) {
     QStringList names;
     for (const QString& name : option.names)
         names << dashed(name);
-    QString spec;
+    QString word;
     if (names.size() > 1)
-        spec = QStringLiteral("'(%1)'{%2}")
+        word = QStringLiteral("'(%1)'{%2}")
                    .arg(names.join(QLatin1Char(' ')), names.join(QLatin1Char(',')));
     else
-        spec = QStringLiteral("'%1").arg(names.front());
-    spec += (names.size() > 1 ? QStringLiteral("'[%1]") : QStringLiteral("[%1]"))
+        word = QStringLiteral("'%1").arg(names.front());
+    word += (names.size() > 1 ? QStringLiteral("'[%1]") : QStringLiteral("[%1]"))
                 .arg(zshExplanation(option.description));
     if (!option.valueName.isEmpty())
-        spec += QStringLiteral(":%1:%2").arg(zshExplanation(option.valueName),
+        word += QStringLiteral(":%1:%2").arg(zshExplanation(option.valueName),
                                              zshAction(option.valueName));
-    return spec + QLatin1Char('\'');
+    return word + QLatin1Char('\'');
 }
 
 }  // namespace
@@ -177,20 +177,20 @@ QString CompletionScript::zsh(const HelpCatalog& catalog, const HelpText& top) {
       << "    argument)\n"
       << "        case $line[1] in\n";
     for (const HelpCatalog::Entry& entry : catalog.commands) {
-        QStringList specs;
+        QStringList words;
         for (const HelpText::Option& option : entry.help.options)
-            specs << zshOption(option);
+            words << zshOption(option);
         const QString own = argumentWords(catalog, entry.name);
         if (!own.isEmpty())
-            specs << QStringLiteral("'1:%1:(%2)'")
+            words << QStringLiteral("'1:%1:(%2)'")
                          .arg(entry.help.arguments.empty() ? QStringLiteral("argument")
                                                            : entry.help.arguments.front().name,
                               own);
         else if (!entry.help.arguments.empty())
-            specs << QStringLiteral("'*:file:_files'");
+            words << QStringLiteral("'*:file:_files'");
         s << "        " << entry.name << ")\n"
           << "            _arguments -s \\\n                "
-          << specs.join(QStringLiteral(" \\\n                ")) << "\n"
+          << words.join(QStringLiteral(" \\\n                ")) << "\n"
           << "            ;;\n";
     }
     s << "        esac\n"
