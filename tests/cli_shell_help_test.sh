@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The tool's shell completions and manual page, as a shell and man see them:
+# The tool's shell completions and manual page, as a shell and man see them, and its progress
+# line on a terminal:
 #   cli_shell_help_test.sh TOOL SHARE_DIR
 # SHARE_DIR holds packwright.bash, _packwright and packwright.1 as the build made them.
 set -euo pipefail
@@ -82,6 +83,23 @@ if command -v man >/dev/null; then
   done
 else
   echo "SKIP: man is not installed (scripts/setup.sh installs man-db)"
+fi
+
+# The progress line on a terminal: what is built, then the bytes packed; none when quiet.
+if command -v script >/dev/null; then
+  printf 'LUT_3D_SIZE 2\n' >"$work/look.cube"
+  for _ in 1 2 3 4 5 6 7 8; do printf '0 0 0\n' >>"$work/look.cube"; done
+  echo '{"name": "One", "components": [{"kind": "lut-effect", "lut": "look.cube"}]}' \
+    >"$work/one.json"
+  shown=$(script -qec "'$tool' build '$work/one.json' -o '$work/one.qpack'" /dev/null)
+  for part in "building One (1 component)" "packing One: " " of " "built $work/one.qpack"; do
+    grep -qF -- "$part" <<<"$shown" || fail "the terminal did not show '$part': $shown"
+  done
+  shown=$(script -qec "'$tool' build -q '$work/one.json' -o '$work/quiet.qpack'" /dev/null)
+  [ -z "$shown" ] || fail "a quiet build showed: $shown"
+  [ -s "$work/quiet.qpack" ] || fail "the quiet build made no package"
+else
+  echo "SKIP: script is not installed, so no terminal to show progress on"
 fi
 
 [ "$failures" -eq 0 ] || exit 1
