@@ -190,14 +190,14 @@ TEST(CheckCommand, NamesThatDifferInCaseWarnAndTheRecipePreviewMustBeAnImage) {
     writeFile(dir.filePath("clip.mp4"),
               TestSupport::readFile(kSource + "/examples/media/beach.mp4"));
     writeFile(dir.filePath("recipe.json"),
-              R"({"name": "Case", "preview": "clip.mp4", "components": [
+              R"({"name": "Case", "previewPath": "clip.mp4", "components": [
         {"kind": "import", "path": "a/Logo.png", "importType": "image"},
         {"kind": "import", "path": "b/logo.png", "importType": "image"}]})");
     QDir::setCurrent(dir.path());
     const TestSupport::ToolResult checked = tool({"check", "recipe.json"});
     EXPECT_EQ(checked.code, 1);
     EXPECT_EQ(checked.output.split('\n').mid(0, 2),
-              (QStringList{"recipe.json: preview (clip.mp4): error: not an image that decodes: "
+              (QStringList{"recipe.json: previewPath (clip.mp4): error: not an image that decodes: "
                            "is not a readable image: Unsupported image format",
                            "recipe.json: components[1].path (b/logo.png): warning: resources "
                            "'Logo.png' and 'logo.png' differ only in case: a/Logo.png "
