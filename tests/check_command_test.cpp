@@ -59,8 +59,8 @@ TEST(CheckCommand, IdenticalFilesOfOneNameShareTheirResource) {
     writeFile(dir.filePath("a/look.cube"), "LUT_3D_SIZE 2\n" + rows(8));
     writeFile(dir.filePath("b/look.cube"), "LUT_3D_SIZE 2\n" + rows(8));
     writeFile(dir.filePath("recipe.json"), R"({"name": "Same", "components": [
-        {"kind": "import", "file": "a/logo.png", "importKind": "image"},
-        {"kind": "import", "file": "b/logo.png", "importKind": "image"},
+        {"kind": "import", "path": "a/logo.png", "importType": "image"},
+        {"kind": "import", "path": "b/logo.png", "importType": "image"},
         {"kind": "lut-effect", "lut": "a/look.cube"}, {"kind": "lut-effect", "lut": "b/look.cube"}]})");
     const TestSupport::ToolResult checked = tool({"check", dir.filePath("recipe.json")});
     EXPECT_EQ(checked.code, 0) << checked.output.toStdString();
@@ -138,25 +138,25 @@ TEST(CheckCommand, MediaIsProbedForWhatItsComponentUsesItAs) {
         QString finding;  // "" when clean
     };
     const Case cases[] = {
-        {R"({"kind": "import", "file": "m/song.wav"})", "m/song.wav", wav(),
-         "components[0].file (m/song.wav): error: has no video stream (it holds audio)"},
-        {R"({"kind": "import", "file": "m/song.wav", "importKind": "audio"})", "m/song.wav", wav(),
+        {R"({"kind": "import", "path": "m/song.wav"})", "m/song.wav", wav(),
+         "components[0].path (m/song.wav): error: has no video stream (it holds audio)"},
+        {R"({"kind": "import", "path": "m/song.wav", "importType": "audio"})", "m/song.wav", wav(),
          ""},
-        {R"({"kind": "import", "file": "m/clip.mp4", "importKind": "audio"})", "m/clip.mp4", video,
-         "components[0].file (m/clip.mp4): error: has no audio stream (it holds video)"},
+        {R"({"kind": "import", "path": "m/clip.mp4", "importType": "audio"})", "m/clip.mp4", video,
+         "components[0].path (m/clip.mp4): error: has no audio stream (it holds video)"},
         {R"({"kind": "mask-transition", "source": "m/mask.mp4"})", "m/mask.mp4", video,
          "components[0].source (m/mask.mp4): error: not an image that decodes"},
         {R"({"kind": "overlay-transition", "source": "m/empty.mp4"})", "m/empty.mp4", "",
          "components[0].source (m/empty.mp4): error: not a media file with video"},
-        {R"({"kind": "import", "file": "m/cut.mp4"})", "m/cut.mp4", video.left(video.size() / 3),
-         "components[0].file (m/cut.mp4): error: the file is cut off: its video runs to byte "},
-        {R"({"kind": "import", "file": "m/still.png"})", "m/still.png", pngBytes(),
-         "components[0].file (m/still.png): error: its video has no duration above zero"},
-        {R"({"kind": "import", "file": "m/clip.mp4"})", "m/clip.mp4", video, ""},
+        {R"({"kind": "import", "path": "m/cut.mp4"})", "m/cut.mp4", video.left(video.size() / 3),
+         "components[0].path (m/cut.mp4): error: the file is cut off: its video runs to byte "},
+        {R"({"kind": "import", "path": "m/still.png"})", "m/still.png", pngBytes(),
+         "components[0].path (m/still.png): error: its video has no duration above zero"},
+        {R"({"kind": "import", "path": "m/clip.mp4"})", "m/clip.mp4", video, ""},
         // A playlist in a video's clothes is refused, not followed to what it names.
-        {R"({"kind": "import", "file": "m/list.mp4"})", "m/list.mp4",
+        {R"({"kind": "import", "path": "m/list.mp4"})", "m/list.mp4",
          "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10,\n/etc/hostname.ts\n#EXT-X-ENDLIST\n",
-         "components[0].file (m/list.mp4): error: not a media file with video: Can not open "
+         "components[0].path (m/list.mp4): error: not a media file with video: Can not open "
          "media file '"},
     };
     for (const Case& c : cases) {
@@ -190,18 +190,18 @@ TEST(CheckCommand, NamesThatDifferInCaseWarnAndTheRecipePreviewMustBeAnImage) {
     writeFile(dir.filePath("clip.mp4"),
               TestSupport::readFile(kSource + "/examples/media/beach.mp4"));
     writeFile(dir.filePath("recipe.json"),
-              R"({"name": "Case", "preview": "clip.mp4", "components": [
-        {"kind": "import", "file": "a/Logo.png", "importKind": "image"},
-        {"kind": "import", "file": "b/logo.png", "importKind": "image"}]})");
+              R"({"name": "Case", "previewPath": "clip.mp4", "components": [
+        {"kind": "import", "path": "a/Logo.png", "importType": "image"},
+        {"kind": "import", "path": "b/logo.png", "importType": "image"}]})");
     QDir::setCurrent(dir.path());
     const TestSupport::ToolResult checked = tool({"check", "recipe.json"});
     EXPECT_EQ(checked.code, 1);
     EXPECT_EQ(checked.output.split('\n').mid(0, 2),
-              (QStringList{"recipe.json: preview (clip.mp4): error: not an image that decodes: "
+              (QStringList{"recipe.json: previewPath (clip.mp4): error: not an image that decodes: "
                            "is not a readable image: Unsupported image format",
-                           "recipe.json: components[1].file (b/logo.png): warning: resources "
+                           "recipe.json: components[1].path (b/logo.png): warning: resources "
                            "'Logo.png' and 'logo.png' differ only in case: a/Logo.png "
-                           "(components[0].file) and b/logo.png (components[1].file) clash on a "
+                           "(components[0].path) and b/logo.png (components[1].path) clash on a "
                            "file system that ignores case"}))
         << checked.output.toStdString();
 }
@@ -264,24 +264,24 @@ TEST(CheckCommand, FormatsTheEditorDoesNotPlayAreWarnings) {
     writeFile(dir.filePath("m/alaw.wav"), wav(6));
     writeFile(dir.filePath("m/song.wav"), wav());
     writeFile(dir.filePath("recipe.json"), R"({"name": "Formats", "components": [
-        {"kind": "import", "file": "m/sun.au", "importKind": "audio"},
-        {"kind": "import", "file": "m/alaw.wav", "importKind": "audio"},
-        {"kind": "import", "file": "m/still.ppm", "importKind": "image"},
-        {"kind": "import", "file": "m/song.wav", "importKind": "audio"}]})");
+        {"kind": "import", "path": "m/sun.au", "importType": "audio"},
+        {"kind": "import", "path": "m/alaw.wav", "importType": "audio"},
+        {"kind": "import", "path": "m/still.ppm", "importType": "image"},
+        {"kind": "import", "path": "m/song.wav", "importType": "audio"}]})");
     QDir::setCurrent(dir.path());
     const TestSupport::ToolResult checked = tool({"check", "recipe.json"});
     EXPECT_EQ(checked.code, 0) << checked.output.toStdString();
     const QStringList lines = checked.output.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 4) << checked.output.toStdString();
     EXPECT_TRUE(
-        lines[0].startsWith("recipe.json: components[0].file (m/sun.au): warning: its "
+        lines[0].startsWith("recipe.json: components[0].path (m/sun.au): warning: its "
                             "container (Sun AU) is not one the editor plays audio from"))
         << lines[0].toStdString();
     EXPECT_EQ(lines[1],
-              "recipe.json: components[1].file (m/alaw.wav): warning: its audio codec "
+              "recipe.json: components[1].path (m/alaw.wav): warning: its audio codec "
               "(pcm_alaw) is not one the editor plays");
     EXPECT_EQ(lines[2],
-              "recipe.json: components[2].file (m/still.ppm): warning: its image "
+              "recipe.json: components[2].path (m/still.ppm): warning: its image "
               "format (ppm) is not one the editor shows");
     EXPECT_EQ(lines[3], "recipe.json: 0 errors, 3 warnings");
 }

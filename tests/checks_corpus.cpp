@@ -106,8 +106,8 @@ std::vector<Broken> brokenInputs() {
          ".shaderResource (resources/aux.frag:4): error: the shader samples auxImage"},
         {"audio given as a video import",
          {{"media/song.wav", wav()}},
-         R"([{"kind": "import", "title": "Song", "file": "media/song.wav"}])",
-         "recipe.json: components[0].file (media/song.wav): error: has no video stream (it holds "
+         R"([{"kind": "import", "title": "Song", "path": "media/song.wav"}])",
+         "recipe.json: components[0].path (media/song.wav): error: has no video stream (it holds "
          "audio)",
          "imports[0] 'Song'",
          ".location (resources/song.wav): error: has no video stream (it holds audio)"},
@@ -125,17 +125,17 @@ std::vector<Broken> brokenInputs() {
          ".resources (resources/empty.mp4): error: not a media file with video"},
         {"a truncated MP4 import",
          {{"media/cut.mp4", video.left(video.size() / 3)}},
-         R"([{"kind": "import", "title": "Cut", "file": "media/cut.mp4"}])",
-         "recipe.json: components[0].file (media/cut.mp4): error: the file is cut off",
+         R"([{"kind": "import", "title": "Cut", "path": "media/cut.mp4"}])",
+         "recipe.json: components[0].path (media/cut.mp4): error: the file is cut off",
          "imports[0] 'Cut'",
          ".location (resources/cut.mp4): error: the file is cut off"},
         {"two logos of one name",
          {{"a/logo.png", pngBytes()}, {"b/logo.png", pngBytes() + "x"}},
-         R"([{"kind": "import", "title": "A", "file": "a/logo.png", "importKind": "image"},
-             {"kind": "import", "title": "B", "file": "b/logo.png", "importKind": "image"}])",
-         "recipe.json: components[1].file (b/logo.png): error: two different files would land at "
-         "resource 'logo.png': a/logo.png (components[0].file) and b/logo.png "
-         "(components[1].file)",
+         R"([{"kind": "import", "title": "A", "path": "a/logo.png", "importType": "image"},
+             {"kind": "import", "title": "B", "path": "b/logo.png", "importType": "image"}])",
+         "recipe.json: components[1].path (b/logo.png): error: two different files would land at "
+         "resource 'logo.png': a/logo.png (components[0].path) and b/logo.png "
+         "(components[1].path)",
          "imports[1] 'B'",
          ".location (resources/logo.png): error: imports[0] 'A' and imports[1] 'B' both show "
          "'resources/logo.png'"},

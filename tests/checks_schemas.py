@@ -81,6 +81,16 @@ broken_recipes = {
         {"kind": "overlay", "timeline": "t.json", "introCollectionId": "intros"}]},
     "a frame rate that is not whole": {"name": "x", "components": [
         {"kind": "overlay", "timeline": "t.json", "videoTiming": {"frameRate": 25.5}}]},
+    "a preview in both spellings": {"name": "x", "preview": "a.png", "previewPath": "a.png",
+                                    "components": []},
+    "a package file in both spellings": {"name": "x", "output": "a.qpack", "package": "a.qpack",
+                                         "components": []},
+    "an import's file in both spellings": {"name": "x", "components": [
+        {"kind": "import", "file": "a.mp4", "path": "a.mp4"}]},
+    "an import type in both spellings": {"name": "x", "components": [
+        {"kind": "import", "path": "a.mp4", "importType": "video", "importKind": "video"}]},
+    "an item's preview in both spellings": {"name": "x", "components": [
+        dict(lut, preview="a.png", previewPath="a.png")]},
 }
 clip = {"track": 0, "position": 0, "length": 1000}
 broken_timelines = {
@@ -97,6 +107,10 @@ broken_timelines = {
     "an unknown item kind": {"tracks": ["a"], "clips": [dict(clip, overlay={"items": [
         {"kind": "emoji"}]})]},
     "a scene too wide": {"tracks": ["a"], "clips": [], "scene": {"width": 70000, "height": 10}},
+    "a content kind in both spellings": {"tracks": ["a"], "clips": [
+        dict(clip, content="video", contentKind="video")]},
+    "a fade in both spellings": {"tracks": ["a"], "clips": [dict(clip, overlay={"items": [
+        {"fadeOut": 0.1, "secondFraction": 0.1}]})]},
 }
 for schema, cases in (("recipe", broken_recipes), ("timeline", broken_timelines)):
     for what, document in cases.items():

@@ -59,8 +59,8 @@ TEST(Cli, BrokenRecipesAreRejectedWithTheFieldAndNothingIsWritten) {
         {R"({"name": "x", "components": [{"kind": "teleporter"}]})",
          "components[0].kind: unknown kind 'teleporter'"},
         {R"({"name": "x", "compnents": []})", "recipe.json: unknown field 'compnents'"},
-        {R"({"name": "x", "preview": "missing.png", "components": []})",
-         "recipe.json: preview: cannot read the image"},
+        {R"({"name": "x", "previewPath": "missing.png", "components": []})",
+         "recipe.json: previewPath: cannot read the image"},
     };
     for (const Case& c : cases) {
         QTemporaryDir dir;

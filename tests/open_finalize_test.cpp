@@ -99,9 +99,10 @@ TEST(OpenTool, AnIntermediateOverlayRebuildsFromItsRecipeAndTimeline) {
                               "--recipe", dir.filePath("again.json"), "--json"});
     ASSERT_EQ(opened.code, 0) << opened.errors.toStdString();
     const QJsonObject report = QJsonDocument::fromJson(opened.output.toUtf8()).object();
-    EXPECT_EQ(report["contentType"].toString(), "intermediate overlay");
+    EXPECT_EQ(report["contentType"].toString(), "intermediate-overlay");
     const QJsonObject context = report["buildContext"].toObject();
     EXPECT_EQ(context["index"].toInt(), 3);
+    EXPECT_EQ(context["kind"].toString(), "intermediate-overlay");
     EXPECT_EQ(context["introCollectionId"].toString(), "intros");
     const QJsonObject params = context["params"].toObject();
     EXPECT_EQ(params["firstItemSpan"].toInt(), 300);

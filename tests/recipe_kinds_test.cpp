@@ -130,8 +130,8 @@ TEST(RecipeKinds, BrokenComponentsNameTheComponentAndTheField) {
         {R"({"kind": "overlay", "timeline": ")" PACKWRIGHT_SOURCE_DIR
          R"(/examples/media/title.json", "videoTiming": {"lenght": 5}})",
          "/r/recipe.json: components[1].videoTiming.lenght: unknown field"},
-        {R"({"kind": "lut-effect", "lut": "a", "preview": "missing.png"})",
-         "/r/recipe.json: components[1].preview: cannot read the image /r/missing.png"},
+        {R"({"kind": "lut-effect", "lut": "a", "previewPath": "missing.png"})",
+         "/r/recipe.json: components[1].previewPath: cannot read the image /r/missing.png"},
     };
     for (const auto& c : cases) {
         const QString message = makeError(c.component);

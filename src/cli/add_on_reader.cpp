@@ -19,8 +19,8 @@
 namespace Cli {
 namespace {
 
-// The recipe's import kinds by stored kind (the inverse of the import build's table).
-const QStringList kImportKinds = {QStringLiteral("other"), QStringLiteral("audio"),
+// The recipe's import types by stored kind (the inverse of the import build's table).
+const QStringList kImportTypes = {QStringLiteral("other"), QStringLiteral("audio"),
                                   QStringLiteral("image"), QStringLiteral("video")};
 
 // The stored item of an add-on; its item lives in `storage`. Empty, with the reason in
@@ -136,7 +136,7 @@ void AddOnReader::addMetadata(QJsonObject& component, const Package::CollectionA
         component[QStringLiteral("collectionId")] = collectionId;
     const QString preview = ownPreview(packageFile(addOn.path) + QStringLiteral("/preview.png"));
     if (!preview.isEmpty())
-        component[QStringLiteral("preview")] = relative(preview);
+        component[QStringLiteral("previewPath")] = relative(preview);
 }
 
 std::optional<QJsonObject> AddOnReader::effect(const Package::CollectionAddOn& addOn) const {
@@ -335,13 +335,13 @@ std::optional<QJsonObject> AddOnReader::import(const Package::CollectionAddOn& a
         (*project)->mapMediaPaths([this](const QString& path) { return relative(path); });
         component[QStringLiteral("kind")] = QStringLiteral("intro");
         component[QStringLiteral("timeline")] = timelineFileName;
-    } else if (item.kind() < 0 || item.kind() >= kImportKinds.size()) {
+    } else if (item.kind() < 0 || item.kind() >= kImportTypes.size()) {
         warn(addOn, QStringLiteral("an import of stored kind %1 cannot be carried; it is left out")
                         .arg(item.kind()));
         return std::nullopt;
     } else {
         component[QStringLiteral("kind")] = QStringLiteral("import");
-        component[QStringLiteral("importKind")] = kImportKinds[item.kind()];
+        component[QStringLiteral("importType")] = kImportTypes[item.kind()];
         if (!item.remoteUrl().isEmpty()) {
             // The build names the package that holds the media as "#DOWNLOADABLE_PATH#/Packages/
             // <name>.qpack"; the recipe wants <name>.
@@ -364,7 +364,7 @@ std::optional<QJsonObject> AddOnReader::import(const Package::CollectionAddOn& a
                                 .arg(item.location()));
                 return std::nullopt;
             }
-            component[QStringLiteral("file")] = relative(file);
+            component[QStringLiteral("path")] = relative(file);
         }
     }
     addMetadata(component, addOn, record->categories, record->collectionId);

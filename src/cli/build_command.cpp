@@ -39,7 +39,7 @@ QPixmap loadPreview(const Recipe& recipe) {
     QImageReader reader(recipe.previewPath);
     const QImage image = reader.read();
     if (image.isNull())
-        throw Error(QStringLiteral("%1: preview: cannot read the image %2: %3")
+        throw Error(QStringLiteral("%1: previewPath: cannot read the image %2: %3")
                         .arg(recipe.path, recipe.previewPath, reader.errorString()));
     return QPixmap::fromImage(image);
 }

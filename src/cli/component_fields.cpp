@@ -94,13 +94,13 @@ void ComponentFields::applyMetadata(Package::AbstractBuildComponent& component) 
     }
     component.setCollectionId(text(QStringLiteral("collectionId")));
 
-    const QString preview = text(QStringLiteral("preview"));
+    const QString preview = text(QStringLiteral("previewPath"));
     if (!preview.isEmpty()) {
         m_recipe.noteInput(m_recipe.resolve(preview));
         QImageReader reader(m_recipe.resolve(preview));
         const QImage image = reader.read();
         if (image.isNull())
-            fail(QStringLiteral("preview"),
+            fail(QStringLiteral("previewPath"),
                  QStringLiteral("cannot read the image %1: %2")
                      .arg(m_recipe.resolve(preview), reader.errorString()));
         component.setPreview(QPixmap::fromImage(image));

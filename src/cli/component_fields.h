@@ -33,7 +33,7 @@ public:
     // the first.
     void requireOneProjectBundle();
 
-    // Applies "categories", "collectionId" and "preview" to the component.
+    // Applies "categories", "collectionId" and "previewPath" to the component.
     void applyMetadata(Package::AbstractBuildComponent& component);
 
     // Fails on a field that the kind does not know. Call last.

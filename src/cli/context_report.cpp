@@ -8,16 +8,17 @@
 namespace Cli {
 namespace {
 
+// The recipe's kind ids, which the output names kinds by too.
 const QStringList kKindNames = {QStringLiteral("import"),
                                 QStringLiteral("intro"),
                                 QStringLiteral("overlay"),
-                                QStringLiteral("intermediate overlay"),
-                                QStringLiteral("mask transition"),
-                                QStringLiteral("overlay transition"),
-                                QStringLiteral("shader transition"),
-                                QStringLiteral("shader effect"),
-                                QStringLiteral("LUT effect")};
-const QStringList kImportKinds = {QStringLiteral("video"), QStringLiteral("image"),
+                                QStringLiteral("intermediate-overlay"),
+                                QStringLiteral("mask-transition"),
+                                QStringLiteral("overlay-transition"),
+                                QStringLiteral("shader-transition"),
+                                QStringLiteral("shader-effect"),
+                                QStringLiteral("lut-effect")};
+const QStringList kImportTypes = {QStringLiteral("video"), QStringLiteral("image"),
                                   QStringLiteral("audio"), QStringLiteral("other")};
 const QStringList kOverlayTypes = {QStringLiteral("title"), QStringLiteral("callout"),
                                    QStringLiteral("sticker")};
@@ -34,9 +35,9 @@ QJsonObject common(const Package::BuildContext& context) {
 }
 
 QJsonObject importParams(const Package::ImportParams& params) {
-    QJsonObject object{{QStringLiteral("importType"), nameIn(kImportKinds, params.importType)},
-                       {QStringLiteral("primaryText"), params.primaryText},
-                       {QStringLiteral("secondaryText"), params.secondaryText}};
+    QJsonObject object{{QStringLiteral("importType"), nameIn(kImportTypes, params.importType)},
+                       {QStringLiteral("title"), params.primaryText},
+                       {QStringLiteral("description"), params.secondaryText}};
     if (const auto* remote = std::get_if<Package::RemoteSource>(&params.source)) {
         object[QStringLiteral("remoteUrl")] = remote->remoteUrl;
         object[QStringLiteral("packageName")] = remote->packageName;

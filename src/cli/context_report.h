@@ -12,7 +12,7 @@ namespace Cli {
 class ContextReport {
 public:
     // The names of the variant's alternatives, by index: "import", "intro", "overlay",
-    // "intermediate overlay", ...
+    // "intermediate-overlay", ...: the recipe's kind ids.
     static QString kindName(const Package::AnyBuildContext& context);
 
     static QJsonObject toJson(const Package::AnyBuildContext& context);

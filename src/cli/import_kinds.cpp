@@ -9,23 +9,23 @@
 namespace Cli {
 namespace {
 
-const QStringList importKinds = {QStringLiteral("video"), QStringLiteral("image"),
+const QStringList importTypes = {QStringLiteral("video"), QStringLiteral("image"),
                                  QStringLiteral("audio"), QStringLiteral("other")};
 
 std::shared_ptr<Package::IBuildComponent> makeImport(const ComponentEntry& entry,
                                                      const Recipe& recipe, QStringList& warnings) {
     ComponentFields fields(entry, recipe, warnings);
     Package::ImportParams params;
-    const bool local = fields.has(QStringLiteral("file"));
+    const bool local = fields.has(QStringLiteral("path"));
     const bool remote =
         fields.has(QStringLiteral("remoteUrl")) || fields.has(QStringLiteral("packageName"));
     if (local == remote)
-        fields.fail(QStringLiteral("file"),
+        fields.fail(QStringLiteral("path"),
                     local
-                        ? QStringLiteral("give either a file or a remoteUrl and packageName")
-                        : QStringLiteral("missing (give a file, or a remoteUrl and packageName)"));
+                        ? QStringLiteral("give either a path or a remoteUrl and packageName")
+                        : QStringLiteral("missing (give a path, or a remoteUrl and packageName)"));
     if (local) {
-        params.source = fields.sourceFile(QStringLiteral("file"), true);
+        params.source = fields.sourceFile(QStringLiteral("path"), true);
     } else {
         Package::RemoteSource source;
         source.remoteUrl = fields.text(QStringLiteral("remoteUrl"), true);
@@ -39,7 +39,7 @@ std::shared_ptr<Package::IBuildComponent> makeImport(const ComponentEntry& entry
         params.source = source;
     }
     params.importType = Package::ImportType(
-        fields.choice(QStringLiteral("importKind"), importKinds, Package::VideoImport));
+        fields.choice(QStringLiteral("importType"), importTypes, Package::VideoImport));
     params.primaryText = fields.text(QStringLiteral("title"));
     params.secondaryText = fields.text(QStringLiteral("description"));
     auto component = std::make_shared<Package::ImportBuildComponent>(params);

@@ -37,7 +37,7 @@ QString contentTypeName(const std::optional<Package::Extractor::ContentType>& ty
         case Package::Extractor::ContentType::Overlay:
             return QStringLiteral("overlay");
         case Package::Extractor::ContentType::IntermediateOverlay:
-            return QStringLiteral("intermediate overlay");
+            return QStringLiteral("intermediate-overlay");
     }
     return QString::number(qint32(*type));
 }

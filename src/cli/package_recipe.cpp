@@ -122,7 +122,7 @@ PackageRecipe PackageRecipe::read(const Package::Object& object,
             const QString preview = reader.ownPreview(Bundle::addOnFolder(root, presetPath) +
                                                       QStringLiteral("/preview.png"));
             if (!preview.isEmpty())
-                component[QStringLiteral("preview")] = reader.relative(preview);
+                component[QStringLiteral("previewPath")] = reader.relative(preview);
             const QString collectionId =
                 reader.presetCollectionId(object.presetAddOns[size_t(overlayIndex)]);
             if (!collectionId.isEmpty())
@@ -152,7 +152,7 @@ PackageRecipe PackageRecipe::read(const Package::Object& object,
     QJsonObject document{{QStringLiteral("name"), manifest.name}};
     const QString preview = reader.ownPreview(root + QStringLiteral("/preview.png"));
     if (!preview.isEmpty())
-        document[QStringLiteral("preview")] = reader.relative(preview);
+        document[QStringLiteral("previewPath")] = reader.relative(preview);
     if (!manifest.uuid.isEmpty())
         document[QStringLiteral("uuid")] = manifest.uuid;
     document[QStringLiteral("components")] = components;

@@ -139,12 +139,13 @@ QString PackageReport::toText() const {
     const auto safe = terminalSafe;
     QString text;
     QTextStream out(&text);
+    // The labels are the description's field names, as --json gives them.
     out << "package " << safe(packagePath) << "\n"
         << "  uuid:        " << safe(manifest.uuid) << "\n"
         << "  name:        " << safe(manifest.name) << "\n"
         << "  size:        " << manifest.size << " bytes\n"
-        << "  preview:     " << safe(manifest.previewPath) << "\n"
-        << "  content:     " << safe(manifest.contentFile) << " (layout version "
+        << "  previewPath: " << safe(manifest.previewPath) << "\n"
+        << "  contentFile: " << safe(manifest.contentFile) << " (layout version "
         << manifest.version << ")\n";
     for (const AddOnList& info : addOnLists()) {
         const QString list = QLatin1String(info.name);

@@ -192,7 +192,7 @@ PresetTimeline PresetTimeline::read(
                                                     ": a video item's name, text and fades are not "
                                                     "rebuilt");
             timings.push_back(video->timing);
-            clip[QStringLiteral("content")] = QStringLiteral("video");
+            clip[QStringLiteral("contentKind")] = QStringLiteral("video");
             clip[QStringLiteral("media")] = QJsonObject{
                 {QStringLiteral("source"), source},
                 {QStringLiteral("streams"),
@@ -248,7 +248,7 @@ PresetTimeline PresetTimeline::read(
             const QJsonArray keys = keyframes(item.envelope, name, &result.approximations);
             if (!keys.isEmpty())
                 overlayItem[QStringLiteral("keyframes")] = keys;
-            clip[QStringLiteral("content")] = QStringLiteral("overlay");
+            clip[QStringLiteral("contentKind")] = QStringLiteral("overlay");
             clip[QStringLiteral("contentLength")] = std::max<qint64>(length, 0);
             clip[QStringLiteral("overlay")] =
                 QJsonObject{{QStringLiteral("kind"), result.overlayType},
@@ -263,7 +263,7 @@ PresetTimeline PresetTimeline::read(
     if (end < preset.duration) {
         tracks.append(QStringLiteral("length"));
         clips.append(QJsonObject{{QStringLiteral("track"), int(tracks.size() - 1)},
-                                 {QStringLiteral("content"), QStringLiteral("image")},
+                                 {QStringLiteral("contentKind"), QStringLiteral("image")},
                                  {QStringLiteral("position"), 0},
                                  {QStringLiteral("length"), preset.duration}});
     } else if (end > preset.duration) {

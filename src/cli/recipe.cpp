@@ -9,6 +9,7 @@
 
 #include "cli/cli_error.h"
 #include "cli/json_fields.h"
+#include "cli/old_spellings.h"
 #include "package/name_checks.h"
 
 namespace Cli {
@@ -63,10 +64,10 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
     Recipe recipe;
     recipe.path = path;
     recipe.folder = QFileInfo(path).absolutePath();
-    const QJsonObject root = document.object();
+    const QJsonObject root = OldSpellings::recipe().apply(document.object(), json, path);
 
-    static const QSet<QString> known = {QStringLiteral("name"), QStringLiteral("preview"),
-                                        QStringLiteral("output"), QStringLiteral("uuid"),
+    static const QSet<QString> known = {QStringLiteral("name"), QStringLiteral("previewPath"),
+                                        QStringLiteral("package"), QStringLiteral("uuid"),
                                         QStringLiteral("components")};
     for (auto it = root.begin(); it != root.end(); ++it) {
         if (!known.contains(it.key()))
@@ -91,10 +92,10 @@ Recipe Recipe::parse(const QByteArray& json, const QString& path) {
     const QString nameProblem = Recipe::nameProblem(recipe.name);
     if (!nameProblem.isEmpty())
         throw Error(QStringLiteral("%1: name: %2").arg(path, nameProblem));
-    const QString preview = text(QStringLiteral("preview"), false);
+    const QString preview = text(QStringLiteral("previewPath"), false);
     if (!preview.isEmpty())
         recipe.previewPath = recipe.resolve(preview);
-    const QString output = text(QStringLiteral("output"), false);
+    const QString output = text(QStringLiteral("package"), false);
     if (!output.isEmpty())
         recipe.outputPath = recipe.resolve(output);
     recipe.uuid = text(QStringLiteral("uuid"), false);

@@ -4,10 +4,12 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <functional>
 #include <limits>
 
 #include "cli/cli_error.h"
 #include "cli/json_fields.h"
+#include "cli/old_spellings.h"
 #include "platform/model/video_effect.h"
 
 namespace Cli {
@@ -34,16 +36,23 @@ QString element(const QString& list, int index) {
     return QStringLiteral("%1[%2]").arg(list).arg(index);
 }
 
+// Renames the old spellings of one object, which stands at `place` ("intro.json: clips[3]").
+using Respell = std::function<void(QJsonObject& object, const QString& place)>;
+
 // The objects of a list, each with the fields reader of its place.
 template <class Read>
-void forEachObject(JsonFields& parent, const QString& field, bool required, Read read) {
+void forEachObject(JsonFields& parent, const QString& field, bool required, Read read,
+                   const Respell& respell = nullptr) {
     const QJsonArray list = parent.array(field, required);
     for (int i = 0; i < list.size(); ++i) {
         const QString place = parent.where(element(field, i));
         if (!list.at(i).isObject())
             throw Error(QStringLiteral("%1: expected an object, found %2")
                             .arg(place, jsonTypeName(list.at(i))));
-        JsonFields fields(list.at(i).toObject(), place);
+        QJsonObject object = list.at(i).toObject();
+        if (respell)
+            respell(object, place);
+        JsonFields fields(object, place);
         read(fields, i);
         fields.finish();
     }
@@ -51,7 +60,8 @@ void forEachObject(JsonFields& parent, const QString& field, bool required, Read
 
 class Reader {
 public:
-    explicit Reader(const QString& path) : m_folder(QFileInfo(path).absolutePath()) {}
+    Reader(const QString& path, const QByteArray& json)
+        : m_path(path), m_json(json), m_folder(QFileInfo(path).absolutePath()) {}
 
     Timeline::Object read(JsonFields& root) {
         Timeline::Object timeline;
@@ -74,9 +84,10 @@ public:
         if (root.has(QStringLiteral("primaryTrack")))
             timeline.setPrimaryTrack(int(
                 root.integer(QStringLiteral("primaryTrack"), -1, 0, qint64(tracks.size()) - 1)));
-        forEachObject(root, QStringLiteral("clips"), true, [&](JsonFields& fields, int) {
-            timeline.addClip(clip(fields, tracks.size()));
-        });
+        forEachObject(
+            root, QStringLiteral("clips"), true,
+            [&](JsonFields& fields, int) { timeline.addClip(clip(fields, tracks.size())); },
+            respell(QStringLiteral("clips[]")));
         root.finish();
         return timeline;
     }
@@ -88,7 +99,7 @@ private:
             fields.fail(QStringLiteral("track"), QStringLiteral("the timeline has no tracks"));
         clip.track = qint32(fields.requiredInteger(QStringLiteral("track"), 0, trackCount - 1));
         clip.timing.contentKind =
-            contentKindValues[fields.choice(QStringLiteral("content"), contentKinds, 0)];
+            contentKindValues[fields.choice(QStringLiteral("contentKind"), contentKinds, 0)];
         clip.timing.position = fields.requiredInteger(QStringLiteral("position"), 0, kMaxTime);
         clip.timing.length = fields.requiredInteger(QStringLiteral("length"), 0, kMaxTime);
         clip.timing.inPoint = fields.integer(QStringLiteral("inPoint"), 0, 0, kMaxTime);
@@ -169,8 +180,10 @@ private:
         preset.kind = fields.choice(QStringLiteral("kind"), overlayKinds, 0) + 1;
         preset.name = fields.text(QStringLiteral("name"));
         preset.duration = fields.integer(QStringLiteral("duration"), 0, 0, kMaxTime);
-        forEachObject(fields, QStringLiteral("items"), true,
-                      [&](JsonFields& item, int) { preset.appendItem(this->item(item)); });
+        forEachObject(
+            fields, QStringLiteral("items"), true,
+            [&](JsonFields& item, int) { preset.appendItem(this->item(item)); },
+            respell(QStringLiteral("clips[].overlay.items[]")));
         return preset;
     }
 
@@ -182,8 +195,8 @@ private:
         item.resource = fields.text(QStringLiteral("resource"));
         item.begin = fields.number(QStringLiteral("begin"), 0.0);
         item.end = fields.number(QStringLiteral("end"), 1.0);
-        item.firstFraction = fields.number(QStringLiteral("fadeIn"), 0.0);
-        item.secondFraction = fields.number(QStringLiteral("fadeOut"), 0.0);
+        item.firstFraction = fields.number(QStringLiteral("firstFraction"), 0.0);
+        item.secondFraction = fields.number(QStringLiteral("secondFraction"), 0.0);
         item.transform = transform(fields);
         if (fields.has(QStringLiteral("keyframes")))
             item.envelope = envelope(fields, QStringLiteral("keyframes"));
@@ -261,12 +274,24 @@ private:
         return haveStep;
     }
 
+    // Old spellings are renamed object by object: rebuilding a list of a million clips in a
+    // document would take time quadratic in its length.
+    Respell respell(const QString& objects) const {
+        return [this, objects](QJsonObject& object, const QString& place) {
+            // The place as messages name it, without the file: "clips[3]".
+            const QString path = place.mid(m_path.size() + 2);
+            OldSpellings::timeline().renameIn(object, objects, path, m_json, m_path);
+        };
+    }
+
     QString resolve(const QString& path) const {
         if (path.isEmpty() || QDir::isAbsolutePath(path))
             return path;
         return QDir::cleanPath(m_folder + QLatin1Char('/') + path);
     }
 
+    QString m_path;
+    const QByteArray& m_json;
     QString m_folder;
 };
 
@@ -291,7 +316,7 @@ Timeline::Object TimelineFile::parse(const QByteArray& json, const QString& path
     if (!document.isObject())
         throw Error(QStringLiteral("%1: a timeline must be a JSON object").arg(path));
     JsonFields root(document.object(), path + QLatin1Char(':'));
-    return Reader(path).read(root);
+    return Reader(path, json).read(root);
 }
 
 }  // namespace Cli

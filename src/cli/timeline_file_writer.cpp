@@ -38,10 +38,10 @@ private:
         object[QStringLiteral("track")] = clip.track;
         const QString content = contentName(clip.timing.contentKind);
         if (content.isEmpty())
-            omit(place + QStringLiteral(".content"),
+            omit(place + QStringLiteral(".contentKind"),
                  QStringLiteral("content kind %1").arg(clip.timing.contentKind));
         else
-            object[QStringLiteral("content")] = content;
+            object[QStringLiteral("contentKind")] = content;
         object[QStringLiteral("position")] = double(clip.timing.position);
         object[QStringLiteral("length")] = double(clip.timing.length);
         object[QStringLiteral("inPoint")] = double(clip.timing.inPoint);
@@ -140,8 +140,8 @@ private:
         object[QStringLiteral("resource")] = item.resource;
         number(object, QStringLiteral("begin"), item.begin, place);
         number(object, QStringLiteral("end"), item.end, place);
-        number(object, QStringLiteral("fadeIn"), item.firstFraction, place);
-        number(object, QStringLiteral("fadeOut"), item.secondFraction, place);
+        number(object, QStringLiteral("firstFraction"), item.firstFraction, place);
+        number(object, QStringLiteral("secondFraction"), item.secondFraction, place);
         addMatrix(object, item.transform, place);
         object[QStringLiteral("keyframes")] = keyframes(item.envelope, place + ".keyframes");
         return object;

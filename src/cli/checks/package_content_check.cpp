@@ -238,7 +238,7 @@ void PackageContentCheck::check(const QString& folder, const Bundle::PackageMani
         const QString entry = preview.mid(folder.size() + 1);
         if (!preview.isEmpty() && !damaged.contains(entry) && QFileInfo(preview).isFile())
             MediaCheck::check(preview, MediaCheck::Image,
-                              {-1, QStringLiteral("preview"), entry, QString()}, report);
+                              {-1, QStringLiteral("previewPath"), entry, QString()}, report);
     }
     std::vector<PackageFileUse> uses;
     for (const AddOnList& info : addOnLists()) {

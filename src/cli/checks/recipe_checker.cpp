@@ -47,7 +47,7 @@ public:
         } else if (kind == QLatin1String("overlay-transition")) {
             copied(QStringLiteral("source"), MediaCheck::Video);
         } else if (kind == QLatin1String("import")) {
-            copied(QStringLiteral("file"), importExpected());
+            copied(QStringLiteral("path"), importExpected());
         } else if (kind == QLatin1String("intro") ||
                    kind == QLatin1String("intermediate-overlay")) {
             // The project bundle carries every media file of the timeline under its own name.
@@ -97,7 +97,7 @@ private:
     }
 
     int importExpected() const {
-        const QString kind = m_entry.fields.value(QStringLiteral("importKind")).toString();
+        const QString kind = m_entry.fields.value(QStringLiteral("importType")).toString();
         if (kind.isEmpty() || kind == QLatin1String("video"))
             return MediaCheck::Video;
         if (kind == QLatin1String("image"))
@@ -158,7 +158,7 @@ private:
 void RecipeChecker::check(const Recipe& recipe, CheckReport& report) {
     if (!recipe.previewPath.isEmpty())
         MediaCheck::check(recipe.previewPath, MediaCheck::Image,
-                          {-1, QStringLiteral("preview"),
+                          {-1, QStringLiteral("previewPath"),
                            QDir(recipe.folder).relativeFilePath(recipe.previewPath)},
                           report);
     std::vector<ResourceSource> resources;
