@@ -11,6 +11,7 @@
 #include "cli/package_verifier.h"
 #include "cli/preview/card_visuals.h"
 #include "cli/preview/package_source.h"
+#include "cli/preview/shader_render_process.h"
 #include "package/components/effects/external_shader.h"
 #include "package/components/effects/template_transition_items.h"
 #include "package/type_registration.h"
@@ -214,11 +215,14 @@ SheetModel SheetReader::read(const QString& packagePath, const QImage& frame) {
     // the source and the colour and shader libraries, which nothing else here touches.
     // An intro's project may hold images, read as pixmaps: intros are drawn here afterwards.
     const auto draw = [&](bool intros) {
+        // Shaders render in a child process of this thread's, started at the first shader.
+        ShaderRenderProcess shaders;
+        const CardVisuals drawing(*source, frame, &shaders);
         for (const auto& entry : pending) {
             if (!entry->stored || (entry->card.kind == QLatin1String("Intro")) != intros)
                 continue;
             try {
-                fillCard(entry->list, entry->stored.get(), *entry->addOn, &visuals, entry->card);
+                fillCard(entry->list, entry->stored.get(), *entry->addOn, &drawing, entry->card);
             } catch (const std::exception& error) {
                 entry->card.problems << QString::fromUtf8(error.what());
             }
