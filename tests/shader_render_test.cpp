@@ -52,16 +52,18 @@ void main() {
 }
 )";
 
-// Never ends: the sum only grows, up to infinity, which it stays at.
+// As good as endless: 10^12 dependent reads a pixel. (A single endless loop is cut short by the
+// software rasteriser; loops in loops are not.)
 const char* const kEndless = R"(#version 120
 uniform sampler2D source;
 varying vec2 texCoord;
 void main() {
     vec4 colour = texture2D(source, texCoord);
-    float sum = 1.0;
-    while (sum > 0.0)
-        sum += colour.r + 1.0;
-    gl_FragColor = colour * sum;
+    for (int i = 0; i < 1000000; ++i) {
+        for (int j = 0; j < 1000000; ++j)
+            colour = texture2D(source, colour.yx + colour.zw);
+    }
+    gl_FragColor = colour;
 }
 )";
 
@@ -154,11 +156,15 @@ TEST_F(ShaderRenderTest, EffectAndTransitionAreRenderedOnTheReferenceFrame) {
     const auto sheet = cards(build({{"shader-effect", "Invert", "invert.frag", kInvert},
                                     {"shader-transition", "Mix", "mix.frag", kMix}}));
     ASSERT_EQ(sheet.size(), 2u);
+    // Transitions come before effects in a package.
+    const HtmlCard& transition = sheet[0];
+    const HtmlCard& effect = sheet[1];
+    ASSERT_EQ(effect.kind, "Shader effect");
     const QImage frame = Cli::Preview::ReferenceFrame::testCard();
 
     // Intensity 1, as the component supports it: every level becomes 255 minus itself, and the
     // frame is the right way up.
-    const QImage inverted = picture(sheet[0], "rendered");
+    const QImage inverted = picture(effect, "rendered");
     ASSERT_EQ(inverted.size(), frame.size());
     EXPECT_LE(largestDifference(inverted,
                                 [&](int x, int y) {
@@ -167,10 +173,10 @@ TEST_F(ShaderRenderTest, EffectAndTransitionAreRenderedOnTheReferenceFrame) {
                                                 255 - qBlue(pixel));
                                 }),
               2);
-    EXPECT_TRUE(sheet[0].markup.contains("rendered on the reference frame, intensity 1"));
+    EXPECT_TRUE(effect.markup.contains("rendered on the reference frame, intensity 1"));
 
     // Halfway from the frame to its mirror image.
-    const QImage halfway = picture(sheet[1], "progress 0.5");
+    const QImage halfway = picture(transition, "progress 0.5");
     ASSERT_EQ(halfway.size(), frame.size());
     const QImage mirror = Cli::Preview::ShaderPreview::targetFrame(frame);
     EXPECT_NE(mirror, frame);
