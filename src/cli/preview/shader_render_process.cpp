@@ -89,6 +89,14 @@ void ShaderRenderProcess::stop(bool kill) {
     m_received.clear();
 }
 
+void ShaderRenderProcess::start() {
+    if (m_process || !m_absence.isEmpty())
+        return;
+    m_process = std::make_unique<QProcess>();
+    m_process->setStandardErrorFile(QProcess::nullDevice());
+    m_process->start(m_program, {QStringLiteral("preview"), QLatin1String(kWorkerOption)});
+}
+
 ShaderRender ShaderRenderProcess::render(const QByteArray& fragmentShader,
                                          const ShaderInputs& inputs) {
     ShaderRender result;
@@ -98,16 +106,12 @@ ShaderRender ShaderRenderProcess::render(const QByteArray& fragmentShader,
         return result;
     }
     const QDeadlineTimer deadline(m_timeLimitMs);
-    if (!m_process) {
-        m_process = std::make_unique<QProcess>();
-        m_process->setStandardErrorFile(QProcess::nullDevice());
-        m_process->start(m_program, {QStringLiteral("preview"), QLatin1String(kWorkerOption)});
-        if (!m_process->waitForStarted(m_timeLimitMs)) {
-            result.log =
-                QStringLiteral("the renderer does not start: %1").arg(m_process->errorString());
-            stop(true);
-            return result;
-        }
+    start();
+    if (!m_process->waitForStarted(m_timeLimitMs)) {
+        result.log =
+            QStringLiteral("the renderer does not start: %1").arg(m_process->errorString());
+        stop(true);
+        return result;
     }
 
     QByteArray request;

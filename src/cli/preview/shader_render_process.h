@@ -27,6 +27,9 @@ public:
     ShaderRenderProcess(const ShaderRenderProcess&) = delete;
     ShaderRenderProcess& operator=(const ShaderRenderProcess&) = delete;
 
+    // Starts the child without waiting for it, so that it gets ready while other work is done.
+    // The first render does it otherwise.
+    void start();
     ShaderRender render(const QByteArray& fragmentShader, const ShaderInputs& inputs);
 
     // The child's side: reads requests from standard input and writes each reply to standard
