@@ -87,6 +87,7 @@ void ShaderRenderProcess::stop(bool kill) {
     m_process->waitForFinished(1000);
     m_process.reset();
     m_received.clear();
+    m_ready = false;
 }
 
 void ShaderRenderProcess::start() {
@@ -97,20 +98,67 @@ void ShaderRenderProcess::start() {
     m_process->start(m_program, {QStringLiteral("preview"), QLatin1String(kWorkerOption)});
 }
 
+QByteArray ShaderRenderProcess::receive(const QDeadlineTimer& deadline, bool* timedOut,
+                                        QString* why) {
+    *timedOut = false;
+    for (;;) {
+        m_received += m_process->readAllStandardOutput();
+        QByteArray message = takeMessage(m_received);
+        if (!message.isNull())
+            return message;
+        if (m_process->error() == QProcess::FailedToStart) {
+            *why = QStringLiteral("cannot start %1: %2").arg(m_program, m_process->errorString());
+            return QByteArray();
+        }
+        if (m_process->state() == QProcess::NotRunning) {
+            *why = QStringLiteral("the renderer stopped (%1)")
+                       .arg(m_process->exitStatus() == QProcess::CrashExit
+                                ? QStringLiteral("it crashed")
+                                : QStringLiteral("exit code %1").arg(m_process->exitCode()));
+            return QByteArray();
+        }
+        if (deadline.hasExpired()) {
+            *timedOut = true;
+            return QByteArray();
+        }
+        if (m_process->state() == QProcess::Starting)
+            m_process->waitForStarted(int(deadline.remainingTime()));
+        else if (m_process->bytesToWrite() > 0)
+            m_process->waitForBytesWritten(int(deadline.remainingTime()));
+        else
+            m_process->waitForReadyRead(int(deadline.remainingTime()));
+    }
+}
+
 ShaderRender ShaderRenderProcess::render(const QByteArray& fragmentShader,
                                          const ShaderInputs& inputs) {
     ShaderRender result;
+    bool timedOut = false;
+    start();
+    if (!m_ready && m_absence.isEmpty()) {
+        // The child first says whether it has a renderer; its start does not count against the
+        // time limit of a render.
+        const QByteArray hello = receive(QDeadlineTimer(kStartLimitMs), &timedOut, &result.log);
+        QDataStream in(hello);
+        in.setVersion(kStreamVersion);
+        QString absence;
+        in >> absence;
+        if (hello.isNull() || in.status() != QDataStream::Ok) {
+            if (timedOut)
+                result.log = QStringLiteral("the renderer is not ready after %1 s")
+                                 .arg(kStartLimitMs / 1000);
+            stop(true);
+            return result;
+        }
+        m_ready = true;
+        if (!absence.isEmpty()) {
+            m_absence = absence;
+            stop(false);
+        }
+    }
     if (!m_absence.isEmpty()) {
         result.status = ShaderRender::Unavailable;
         result.log = m_absence;
-        return result;
-    }
-    const QDeadlineTimer deadline(m_timeLimitMs);
-    start();
-    if (!m_process->waitForStarted(m_timeLimitMs)) {
-        result.log =
-            QStringLiteral("the renderer does not start: %1").arg(m_process->errorString());
-        stop(true);
         return result;
     }
 
@@ -120,31 +168,14 @@ ShaderRender ShaderRenderProcess::render(const QByteArray& fragmentShader,
     out << fragmentShader << inputs.source << inputs.target << inputs.auxImage << inputs.intensity
         << inputs.progress << inputs.time;
     m_process->write(framed(request));
-
-    QByteArray reply;
-    for (;;) {
-        m_received += m_process->readAllStandardOutput();
-        if (!(reply = takeMessage(m_received)).isNull())
-            break;
-        if (m_process->state() == QProcess::NotRunning) {
-            result.log = QStringLiteral("the renderer stopped (%1)")
-                             .arg(m_process->exitStatus() == QProcess::CrashExit
-                                      ? QStringLiteral("it crashed")
-                                      : QStringLiteral("exit code %1").arg(m_process->exitCode()));
-            stop(true);
-            return result;
-        }
-        if (deadline.hasExpired()) {
-            // The software rasteriser cannot be interrupted: the child goes.
+    const QByteArray reply = receive(QDeadlineTimer(m_timeLimitMs), &timedOut, &result.log);
+    if (reply.isNull()) {
+        // The software rasteriser cannot be interrupted: the child goes.
+        if (timedOut)
             result.log = QStringLiteral("not finished after %1 s; does it loop forever?")
                              .arg(m_timeLimitMs / 1000.0);
-            stop(true);
-            return result;
-        }
-        if (m_process->bytesToWrite() > 0)
-            m_process->waitForBytesWritten(int(deadline.remainingTime()));
-        else
-            m_process->waitForReadyRead(int(deadline.remainingTime()));
+        stop(true);
+        return result;
     }
 
     QDataStream in(reply);
@@ -158,10 +189,6 @@ ShaderRender ShaderRenderProcess::render(const QByteArray& fragmentShader,
                             QStringLiteral("the renderer's reply is unreadable")};
     }
     result.status = ShaderRender::Status(status);
-    if (result.status == ShaderRender::Unavailable) {
-        m_absence = result.log;
-        stop(false);
-    }
     return result;
 }
 
@@ -172,6 +199,13 @@ int ShaderRenderProcess::serve() {
     if (replies < 0 || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
         return 1;
     ShaderRenderer renderer;
+    // First whether there is a renderer: why not, or nothing.
+    QByteArray hello;
+    QDataStream greeting(&hello, QIODevice::WriteOnly);
+    greeting.setVersion(kStreamVersion);
+    greeting << renderer.absence();
+    if (!writeAll(replies, framed(hello)))
+        return 1;
     for (;;) {
         char header[4];
         if (!readExactly(STDIN_FILENO, header, sizeof header))

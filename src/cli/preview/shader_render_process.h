@@ -6,19 +6,21 @@
 
 #include "cli/preview/shader_renderer.h"
 
+class QDeadlineTimer;
 class QProcess;
 
 namespace Cli::Preview {
 
 // Renders shaders in a child process, so that a shader that never ends cannot hang the sheet: a
 // render that takes longer than the time limit stops the child, and the next render starts a
-// fresh one. The child is this program again (`packwright preview --shader-worker`), which
-// serves renders on its standard input and output until the input ends; it starts on the first
-// render and is kept for the rest. Once it reports that no renderer can be made, it is not asked
-// again. Use from one thread.
+// fresh one. The limit counts from the request; the child's start has a limit of its own. The child
+// is this program again (`packwright preview --shader-worker`), which serves renders on its
+// standard input and output until the input ends; it starts on the first render and is kept for the
+// rest. Once it reports that no renderer can be made, it is not asked again. Use from one thread.
 class ShaderRenderProcess {
 public:
-    static constexpr int kTimeLimitMs = 5000;
+    static constexpr int kTimeLimitMs = 5000;    // a render
+    static constexpr int kStartLimitMs = 30000;  // the child's start, up to its renderer
     static constexpr const char* kWorkerOption = "--shader-worker";
 
     // `program` is the packwright executable (default: the running one).
@@ -40,11 +42,14 @@ public:
 private:
     // Ends the child, politely when it is idle, else at once.
     void stop(bool kill);
+    // The child's next message, null when it stops first (why) or the deadline passes.
+    QByteArray receive(const QDeadlineTimer& deadline, bool* timedOut, QString* why);
 
     QString m_program;
     int m_timeLimitMs;
     std::unique_ptr<QProcess> m_process;
     QByteArray m_received;
+    bool m_ready = false;  // the child has said that it has a renderer
     QString m_absence;
 };
 
