@@ -6,7 +6,8 @@
 #
 # The package is the same on every run: one 1080p video made bit-exact by ffmpeg (testsrc2,
 # MPEG-4 part 2, a key frame a second) imported COPIES times under different names (default 12,
-# about 60 MB each), a minute of audio, a picture, and the bundled example's LUT.
+# about 60 MB each), a minute of audio, a picture, the bundled example's LUT, and its shader as an
+# effect and as a transition.
 #
 #   run_preview_large.sh            PACKWRIGHT=path/to/packwright RUNS=N COPIES=N WORK=DIR
 #
@@ -47,11 +48,17 @@ if [ ! -f "$work/media/clip.mp4" ]; then
     ffmpeg -v error -y -f lavfi -i testsrc2=size=3840x2160:rate=1 -frames:v 1 \
            "${bitexact[@]}" "$work/media/still.png"
 fi
-cp "$root/examples/effects/warm-afternoon.cube" "$work/media/"
+cp "$root/examples/effects/warm-afternoon.cube" "$root/examples/effects/soft-vignette.frag" \
+   "$root/examples/effects/grain.png" "$work/media/"
 
 {
     echo '{"name": "Large Preview Bench", "components": ['
     echo '  {"kind": "lut-effect", "title": "Warm", "lut": "media/warm-afternoon.cube"},'
+    # Rendered on the reference frame by a child process of the sheet's.
+    echo '  {"kind": "shader-effect", "title": "Vignette", "shader": "media/soft-vignette.frag",'
+    echo '   "auxImage": "media/grain.png", "supportsIntensity": true},'
+    echo '  {"kind": "shader-transition", "title": "Grain", "shader": "media/soft-vignette.frag",'
+    echo '   "auxImage": "media/grain.png", "supportsIntensity": true},'
     echo '  {"kind": "import", "title": "Tone", "file": "media/tone.wav", "importKind": "audio"},'
     echo '  {"kind": "import", "title": "Still", "file": "media/still.png", "importKind": "image"},'
     for i in $(seq 1 "$copies"); do
@@ -65,7 +72,7 @@ cp "$root/examples/effects/warm-afternoon.cube" "$work/media/"
 
 package="$work/large.qpack"
 [ -f "$package" ] || "$tool" build "$work/recipe.json" -o "$package" --no-checks >/dev/null
-echo "package: $(du -m "$package" | cut -f1) MB, $((copies + 3)) items"
+echo "package: $(du -m "$package" | cut -f1) MB, $((copies + 5)) items"
 
 # The median of `runs` timings of a command, in seconds.
 median() {

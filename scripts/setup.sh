@@ -10,6 +10,7 @@ packages=(
   qtbase5-dev libboost-dev libzip-dev libdeflate-dev
   libavformat-dev libavcodec-dev libswscale-dev libavutil-dev
   libopencolorio-dev glslang-dev
+  libegl-dev libopengl-dev libgl-dev libegl-mesa0 libgl1-mesa-dri
   libgtest-dev libgmock-dev libbenchmark-dev
   zip unzip ffmpeg
   zsh man-db groff-base

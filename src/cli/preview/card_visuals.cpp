@@ -1,5 +1,6 @@
 #include "cli/preview/card_visuals.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QPainter>
@@ -13,6 +14,7 @@
 #include "cli/preview/media_reader.h"
 #include "cli/preview/overlay_scene.h"
 #include "cli/preview/package_source.h"
+#include "cli/preview/shader_preview.h"
 #include "cli/preview/time_strip.h"
 #include "package/components/effects/external_shader.h"
 #include "platform/bundle/package_reader.h"
@@ -137,10 +139,16 @@ void CardVisuals::lut(const QString& lutEntry, SheetCard& card) const {
 
 void CardVisuals::shader(const QString& shaderEntry, const QString& auxEntry, bool transition,
                          bool supportsIntensity, SheetCard& card) const {
+    // The shader samples the auxiliary image at its own size; the card shows it at its width.
+    ShaderPreview::Shader shader;
     if (!auxEntry.isEmpty()) {
-        const QImage aux = picture(auxEntry, card);
-        if (!aux.isNull())
-            card.pictures.push_back({QStringLiteral("auxiliary image"), aux});
+        shader.auxImage = picture(auxEntry, card, kAuxRenderWidth);
+        if (!shader.auxImage.isNull())
+            card.pictures.push_back(
+                {QStringLiteral("auxiliary image"),
+                 shader.auxImage.width() > kWidth
+                     ? shader.auxImage.scaledToWidth(kWidth, Qt::SmoothTransformation)
+                     : shader.auxImage});
     }
     const QString path = unpackedFile(shaderEntry, card);
     if (path.isEmpty())
@@ -154,6 +162,7 @@ void CardVisuals::shader(const QString& shaderEntry, const QString& auxEntry, bo
     for (const Finding& finding : report.findings()) {
         if (finding.severity != Finding::Error)
             continue;
+        shader.checkFoundErrors = true;
         card.problems << (finding.line > 0
                               ? QStringLiteral("%1:%2: %3")
                                     .arg(shaderEntry)
@@ -161,6 +170,18 @@ void CardVisuals::shader(const QString& shaderEntry, const QString& auxEntry, bo
                                     .arg(finding.message)
                               : QStringLiteral("%1: %2").arg(shaderEntry, finding.message));
     }
+    if (!m_shaders)
+        return;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        card.problems << QStringLiteral("%1: %2").arg(shaderEntry, file.errorString());
+        return;
+    }
+    shader.entry = shaderEntry;
+    shader.code = file.readAll();
+    shader.transition = transition;
+    shader.supportsIntensity = supportsIntensity;
+    ShaderPreview::show(*m_shaders, shader, m_frame, card);
 }
 
 void CardVisuals::videoFrames(const QString& entry, SheetCard& card) const {

@@ -22,17 +22,20 @@ class Object;
 namespace Cli::Preview {
 
 class PackageSource;
+class ShaderRenderProcess;
 
-// Fills a card with what its kind shows: a LUT's before and after, a shader's auxiliary image and
-// compile errors, a mask or an overlay clip's frames, a preset's scene and time strip, an
-// import's frames, thumbnail or waveform, an intro's strip of clips. What cannot be shown becomes
-// a problem of the card, naming the file.
+// Fills a card with what its kind shows: a LUT's before and after, a shader's auxiliary image,
+// compile errors and render on the reference frame, a mask or an overlay clip's frames, a preset's
+// scene and time strip, an import's frames, thumbnail or waveform, an intro's strip of clips. What
+// cannot be shown becomes a problem of the card, naming the file.
 class CardVisuals {
 public:
     static constexpr int kWidth = 320;  // the width pictures are shown at
 
-    CardVisuals(const PackageSource& source, const QImage& frame)
-        : m_source(source), m_frame(frame) {}
+    // Shaders are rendered by `shaders` when given, a renderer of the calling thread's own.
+    CardVisuals(const PackageSource& source, const QImage& frame,
+                ShaderRenderProcess* shaders = nullptr)
+        : m_source(source), m_frame(frame), m_shaders(shaders) {}
 
     void effect(const Effect::Object& item, const Package::CollectionAddOn& addOn,
                 SheetCard& card) const;
@@ -58,8 +61,12 @@ private:
     // The absolute path of an unpacked entry, empty with a problem when there is none.
     QString unpackedFile(const QString& entry, SheetCard& card) const;
 
+    // The widest auxiliary image a shader is given; wider ones are scaled down to it.
+    static constexpr int kAuxRenderWidth = 4096;
+
     const PackageSource& m_source;
     QImage m_frame;
+    ShaderRenderProcess* m_shaders;
 };
 
 // The package-relative path of the resource of `id` in `addOn` (any type when `type` is 0).

@@ -9,6 +9,7 @@
 #include "cli/preview/html_sheet_writer.h"
 #include "cli/preview/png_sheet_painter.h"
 #include "cli/preview/reference_frame.h"
+#include "cli/preview/shader_render_process.h"
 #include "cli/preview/sheet_reader.h"
 #include "cli/verbosity.h"
 #include "platform/fs/atomic_file.h"
@@ -16,6 +17,9 @@
 namespace Cli {
 
 int previewCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
+    // The child that a sheet renders its shaders in; not for people.
+    if (arguments == QStringList{QLatin1String(Preview::ShaderRenderProcess::kWorkerOption)})
+        return Preview::ShaderRenderProcess::serve();
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Makes a contact sheet of a package: one HTML page (or PNG picture) that "

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <algorithm>
 #include <exception>
 #include <future>
 #include <map>
@@ -11,6 +12,7 @@
 #include "cli/package_verifier.h"
 #include "cli/preview/card_visuals.h"
 #include "cli/preview/package_source.h"
+#include "cli/preview/shader_render_process.h"
 #include "package/components/effects/external_shader.h"
 #include "package/components/effects/template_transition_items.h"
 #include "package/type_registration.h"
@@ -214,13 +216,26 @@ SheetModel SheetReader::read(const QString& packagePath, const QImage& frame) {
     // the source and the colour and shader libraries, which nothing else here touches.
     // An intro's project may hold images, read as pixmaps: intros are drawn here afterwards.
     const auto draw = [&](bool intros) {
-        for (const auto& entry : pending) {
-            if (!entry->stored || (entry->card.kind == QLatin1String("Intro")) != intros)
-                continue;
-            try {
-                fillCard(entry->list, entry->stored.get(), *entry->addOn, &visuals, entry->card);
-            } catch (const std::exception& error) {
-                entry->card.problems << QString::fromUtf8(error.what());
+        // Shaders render in a child process of this thread's. It starts now and gets ready while
+        // the other cards are drawn; the shaders' cards come last.
+        ShaderRenderProcess shaders;
+        const CardVisuals drawing(*source, frame, &shaders);
+        const auto isShader = [](const std::unique_ptr<PendingCard>& entry) {
+            return entry->card.kind.startsWith(QLatin1String("Shader "));
+        };
+        if (!intros && std::any_of(pending.begin(), pending.end(), isShader))
+            shaders.start();
+        for (const bool shaderPass : {false, true}) {
+            for (const auto& entry : pending) {
+                if (!entry->stored || isShader(entry) != shaderPass ||
+                    (entry->card.kind == QLatin1String("Intro")) != intros)
+                    continue;
+                try {
+                    fillCard(entry->list, entry->stored.get(), *entry->addOn, &drawing,
+                             entry->card);
+                } catch (const std::exception& error) {
+                    entry->card.problems << QString::fromUtf8(error.what());
+                }
             }
         }
     };
