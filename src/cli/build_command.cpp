@@ -162,7 +162,9 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
     Built built;
     built.package = outputPath;
     built.uuid = uuid;
-    built.sha256 = sha256Of(outputPath);
+    // Reading the package back costs about as much as deflating it: only when it is reported.
+    if (settings.hash)
+        built.sha256 = sha256Of(outputPath);
     built.bytes = QFileInfo(outputPath).size();
     built.components = int(components.size());
     if (!settings.keepWork.isEmpty())
@@ -231,6 +233,7 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     }
 
     if (recipes.size() == 1 && !parser.isSet(jsonOption)) {
+        settings.hash = settings.printHash;
         const Built built = buildOne(recipes.front(), settings, err);
         out << "built " << QDir::toNativeSeparators(built.package) << " (" << built.bytes
             << " bytes, " << built.components
