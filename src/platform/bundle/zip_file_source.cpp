@@ -148,6 +148,10 @@ bool DeflatedSource::fetch() {
 }
 
 zip_int64_t DeflatedSource::handle(void* data, zip_uint64_t length, zip_source_cmd_t cmd) {
+    // A file that could not be read stays failed, however often libzip asks again.
+    const bool failed = !result_.failure.isEmpty();
+    if (failed && (cmd == ZIP_SOURCE_OPEN || cmd == ZIP_SOURCE_READ || cmd == ZIP_SOURCE_STAT))
+        return -1;
     switch (cmd) {
         case ZIP_SOURCE_OPEN:
             if (fetched_ > 0 && (pieces_ > 1 || position_ > 0)) {
