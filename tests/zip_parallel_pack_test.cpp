@@ -1,5 +1,7 @@
 #include "zip_fixture.h"
 
+#include <unistd.h>
+
 namespace {
 
 using namespace ZipFixture;
@@ -132,6 +134,58 @@ TEST_F(ParallelPackTest, AFailureOnAnyThreadLeavesNoPackage) {
         EXPECT_EQ(tree(dir.path()), before) << env.failure().toStdString();
         EXPECT_EQ(FS::TemporaryPaths::registered(), QStringList());
     }
+}
+
+// The raw deflate data of an entry, as the archive holds it.
+QByteArray compressedData(const QString& archive, const char* name) {
+    int code = 0;
+    zip_t* za = zip_open(QFile::encodeName(archive).constData(), ZIP_RDONLY, &code);
+    if (!za)
+        return QByteArray();
+    zip_stat_t st;
+    QByteArray data;
+    if (zip_stat(za, name, 0, &st) == 0) {
+        zip_file_t* file = zip_fopen(za, name, ZIP_FL_COMPRESSED);
+        data.resize(int(st.comp_size));
+        if (!file || zip_fread(file, data.data(), st.comp_size) != zip_int64_t(st.comp_size))
+            data.clear();
+        if (file)
+            zip_fclose(file);
+    }
+    zip_close(za);
+    return data;
+}
+
+// A text file too large to hold whole is deflated in pieces on the workers, each ending on a byte
+// boundary (an empty stored block) where the next joins it: one stream that unpacks to the file.
+// A change to it while its pieces are read fails the pack with its name and leaves no package.
+TEST_F(ParallelPackTest, ALargeTextFileIsDeflatedInPiecesThatJoin) {
+    makeMixedTree();
+    const QByteArray huge = readFile(path("src/zz/huge.xml"));
+    pack("one.qpack", 1);
+    pack("four.qpack", 4);
+    ASSERT_TRUE(readFile(path("one.qpack")) == readFile(path("four.qpack")));
+    const QByteArray stream = compressedData(path("four.qpack"), "zz/huge.xml");
+    ASSERT_FALSE(stream.isEmpty());
+    const int joins = (huge.size() - 1) / (1 << 20);
+    EXPECT_GE(joins, 8);
+    EXPECT_GE(stream.count(QByteArray("\x00\x00\xff\xff", 4)), joins);
+    Zip::extractAll(path("four.qpack"), path("unpacked"));
+    EXPECT_TRUE(readFile(path("unpacked/zz/huge.xml")) == huge);
+
+    Zip::PackOptions truncating;
+    truncating.threads = 3;
+    truncating.progress = [this](double fraction) {
+        if (fraction > 0.0) {
+            EXPECT_EQ(::truncate(QFile::encodeName(path("src/zz/huge.xml")).constData(), 5 << 20),
+                      0);
+        }
+        return true;
+    };
+    EXPECT_THAT(errorFrom([&] { Zip::compressAll(path("out.qpack"), path("src"), truncating); }),
+                HasSubstr("'zz/huge.xml' changed while packing"));
+    EXPECT_FALSE(QFileInfo::exists(path("out.qpack")));
+    EXPECT_EQ(FS::TemporaryPaths::registered(), QStringList());
 }
 
 }  // namespace

@@ -173,7 +173,9 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
     Built built;
     built.package = outputPath;
     built.uuid = uuid;
-    built.sha256 = sha256Of(outputPath);
+    // Reading the package back costs about as much as deflating it: only when it is reported.
+    if (settings.hash)
+        built.sha256 = sha256Of(outputPath);
     built.bytes = QFileInfo(outputPath).size();
     built.components = int(components.size());
     if (!settings.keepWork.isEmpty())
@@ -242,6 +244,7 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     }
 
     if (recipes.size() == 1 && !parser.isSet(jsonOption)) {
+        settings.hash = settings.printHash;
         const Built built = buildOne(recipes.front(), settings, err);
         if (!Verbosity::quiet())
             out << "built " << QDir::toNativeSeparators(built.package) << " (" << built.bytes

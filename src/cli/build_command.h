@@ -17,13 +17,14 @@ struct BuildSettings {
     bool verbose = false;
     bool checks = true;
     bool printHash = false;  // the plain report names each package's SHA-256
+    bool hash = true;        // work out the package's SHA-256 (reading it back whole)
     bool progress = true;    // a progress line when stderr is a terminal
 };
 
 struct Built {
     QString package;
     QString uuid;    // the package's id, as its description records it
-    QString sha256;  // of the package file, in lowercase hex
+    QString sha256;  // of the package file, in lowercase hex; empty unless settings.hash
     qint64 bytes = 0;
     int components = 0;
     QString workingFolder;  // when kept

@@ -9,6 +9,8 @@
 #include <climits>
 #include <cstring>
 
+#include <zlib.h>
+
 namespace Bundle::Zip::detail {
 
 FileSource::FileSource(Packer& packer, const Item& item) : packer_(packer), item_(item) {
@@ -108,7 +110,7 @@ void FileSource::closeFile() {
 // ---- deflated ahead -------------------------------------------------------------------------
 
 DeflatedSource::DeflatedSource(Packer& packer, const Item& item, DeflateQueue& queue, size_t index)
-    : packer_(packer), item_(item), queue_(queue), index_(index) {
+    : packer_(packer), item_(item), queue_(queue), index_(index), pieces_(queue.pieceCount(index)) {
     zip_error_init(&error_);
 }
 
@@ -121,58 +123,66 @@ zip_int64_t DeflatedSource::callback(void* self, void* data, zip_uint64_t length
     return static_cast<DeflatedSource*>(self)->handle(data, length, cmd);
 }
 
+// Takes the next piece; false, with the failure noted, when the file could not be read.
 bool DeflatedSource::fetch() {
-    if (!fetched_) {
-        result_ = queue_.take(index_);
-        fetched_ = true;
-        // Read ahead of its turn: a file changed since then would not be what was read.
-        struct stat st;
-        if (result_.failure.isEmpty() && ::lstat(item_.path.constData(), &st) != 0)
+    result_ = queue_.take(index_, fetched_++);
+    position_ = 0;
+    // Read ahead of its turn: a file changed since then would not be what was read.
+    struct stat st;
+    if (fetched_ == pieces_ && result_.failure.isEmpty()) {
+        if (::lstat(item_.path.constData(), &st) != 0)
             result_.failure = QStringLiteral("cannot open %1: %2")
                                   .arg(quoted(item_.name), systemError(result_.systemCode = errno));
-        else if (result_.failure.isEmpty() && (!S_ISREG(st.st_mode) || st.st_size != item_.size))
+        else if (!S_ISREG(st.st_mode) || st.st_size != item_.size)
             result_.failure = QStringLiteral("%1 changed while packing").arg(quoted(item_.name));
-        if (!result_.failure.isEmpty())
-            result_.data.reset();
     }
-    if (result_.failure.isEmpty())
+    if (result_.failure.isEmpty()) {
+        crc_ = quint32(crc32_combine(crc_, result_.crc, z_off_t(result_.size)));
+        compressedSize_ += result_.compressedSize;
         return true;
+    }
+    result_.data.reset();
     packer_.noteFailure(result_.failure);
     zip_error_set(&error_, result_.systemCode ? ZIP_ER_READ : ZIP_ER_CHANGED, result_.systemCode);
     return false;
 }
 
 zip_int64_t DeflatedSource::handle(void* data, zip_uint64_t length, zip_source_cmd_t cmd) {
+    // A file that could not be read stays failed, however often libzip asks again.
+    const bool failed = !result_.failure.isEmpty();
+    if (failed && (cmd == ZIP_SOURCE_OPEN || cmd == ZIP_SOURCE_READ || cmd == ZIP_SOURCE_STAT))
+        return -1;
     switch (cmd) {
         case ZIP_SOURCE_OPEN:
-            if (!fetch())
-                return -1;
-            if (position_ > 0) {  // read once only: its data is gone
-                zip_error_set(&error_, ZIP_ER_INTERNAL, 0);
+            if (fetched_ > 0 && (pieces_ > 1 || position_ > 0)) {
+                zip_error_set(&error_, ZIP_ER_INTERNAL, 0);  // read once only: its data is gone
                 return -1;
             }
-            return 0;
+            return fetched_ == 0 && !fetch() ? -1 : 0;
         case ZIP_SOURCE_READ:
             return read(static_cast<char*>(data), length);
         case ZIP_SOURCE_CLOSE:
         case ZIP_SOURCE_FREE:
             // libzip frees sources only when the archive is closed: the data goes now, so that
-            // one deflated file at a time is held here; its CRC and sizes stay for the stat.
+            // one deflated piece at a time is held here; its CRC and sizes stay for the stat.
             result_.data.reset();
             return 0;
         case ZIP_SOURCE_STAT: {
             zip_stat_t* st = ZIP_SOURCE_GET_ARGS(zip_stat_t, data, length, &error_);
-            if (!st || !fetch())
+            if (!st || (pieces_ == 1 && fetched_ == 0 && !fetch()))
                 return -1;
-            // Sizes, CRC and method of data compressed already: libzip then copies it unchanged.
+            // Data compressed already: libzip then copies it unchanged, and takes the CRC and the
+            // compressed size from here once they are known.
             zip_stat_init(st);
-            st->valid = ZIP_STAT_SIZE | ZIP_STAT_COMP_SIZE | ZIP_STAT_COMP_METHOD | ZIP_STAT_CRC |
-                        ZIP_STAT_MTIME;
+            st->valid = ZIP_STAT_SIZE | ZIP_STAT_COMP_METHOD | ZIP_STAT_MTIME;
             st->size = zip_uint64_t(item_.size);
-            st->comp_size = zip_uint64_t(result_.compressedSize);
             st->comp_method = ZIP_CM_DEFLATE;
-            st->crc = result_.crc;
             st->mtime = item_.mtime;
+            if (fetched_ == pieces_) {
+                st->valid |= ZIP_STAT_COMP_SIZE | ZIP_STAT_CRC;
+                st->comp_size = zip_uint64_t(compressedSize_);
+                st->crc = crc_;
+            }
             return sizeof(zip_stat_t);
         }
         case ZIP_SOURCE_ERROR:
@@ -186,15 +196,25 @@ zip_int64_t DeflatedSource::handle(void* data, zip_uint64_t length, zip_source_c
 }
 
 zip_int64_t DeflatedSource::read(char* data, zip_uint64_t length) {
+    if (position_ == result_.compressedSize && fetched_ < pieces_) {
+        if (!packer_.advance(result_.size)) {
+            zip_error_set(&error_, ZIP_ER_CANCELLED, 0);
+            return -1;
+        }
+        if (!fetch())
+            return -1;
+    }
     const qint64 n = std::min<qint64>(qint64(std::min<zip_uint64_t>(length, INT64_MAX)),
                                       result_.compressedSize - position_);
     if (n > 0)
         std::memcpy(data, result_.data.get() + position_, size_t(n));
     position_ += n;
-    // The file's bytes and its one unit count when its data has gone into the archive.
+    if (position_ == result_.compressedSize)
+        result_.data.reset();
+    // The last piece's bytes and the file's one unit count when its data has gone into the archive.
     if (n == 0 && !counted_) {
         counted_ = true;
-        if (!packer_.advance(item_.size + 1)) {
+        if (!packer_.advance(result_.size + 1)) {
             zip_error_set(&error_, ZIP_ER_CANCELLED, 0);
             return -1;
         }

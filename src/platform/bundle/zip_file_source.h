@@ -36,9 +36,10 @@ private:
     qint64 read_ = 0;
 };
 
-// A file deflated ahead on a worker (DeflateQueue): libzip gets the finished deflate stream with
-// its CRC and sizes, and copies it into the archive as it is. The result is taken from the queue
-// when libzip first asks for it, which it does in entry order, and freed once written.
+// A text file deflated ahead on workers (DeflateQueue): libzip gets the finished deflate stream
+// and copies it into the archive as it is. The pieces are taken from the queue as libzip reads
+// them, in entry order, and each is freed once copied. A file of one piece gives its CRC and sizes
+// from the start; for one of several they are known, and stated, once the last piece is read.
 class DeflatedSource {
 public:
     DeflatedSource(Packer& packer, const Item& item, DeflateQueue& queue, size_t index);
@@ -57,10 +58,13 @@ private:
     Item item_;
     DeflateQueue& queue_;
     size_t index_;
-    bool fetched_ = false;
+    size_t pieces_;
+    size_t fetched_ = 0;  // pieces taken from the queue
     bool counted_ = false;
-    DeflateQueue::Result result_;
-    qint64 position_ = 0;
+    DeflateQueue::Result result_;  // the current piece
+    qint64 position_ = 0;          // in the current piece
+    quint32 crc_ = 0;              // of the pieces taken so far
+    qint64 compressedSize_ = 0;    // of the pieces taken so far
     zip_error_t error_;
 };
 

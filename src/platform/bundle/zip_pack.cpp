@@ -49,10 +49,9 @@ int threadCount(const PackOptions& options) {
     return int(std::max(1u, std::thread::hardware_concurrency()));
 }
 
-// A text file small enough to be deflated whole on a worker.
+// A text file, deflated on the workers.
 bool deflatedAhead(const Item& item) {
-    return !item.isDir && item.size <= DeflateQueue::kMaxFileSize &&
-           !isStoredByName(QString::fromUtf8(item.name));
+    return !item.isDir && !isStoredByName(QString::fromUtf8(item.name));
 }
 
 // Lists the tree below `root` without following links; `skip` is the package itself, if present.

@@ -17,6 +17,10 @@ namespace {
 // Large enough that the zip writer's small pieces become few system writes.
 constexpr qint64 kBufferSize = qint64(1) << 20;
 
+// How much a synced file is written ahead of its sync, in one go: the device writes while we go on
+// making the rest, instead of all of it at commit (the system would start only much later).
+constexpr qint64 kWriteBehind = qint64(8) << 20;
+
 QString folderOf(const QString& path) {
     const int slash = path.lastIndexOf(QLatin1Char('/'));
     return slash > 0 ? path.left(slash) : slash == 0 ? QStringLiteral("/") : QStringLiteral(".");
@@ -60,6 +64,7 @@ void AtomicFile::append(const char* data, qint64 size) {
                     fail(QStringLiteral("write"), code);
                 m_position += size;
                 m_size = std::max(m_size, m_position);
+                writeBehind();
                 return;
             }
         }
@@ -93,6 +98,16 @@ void AtomicFile::flush() {
     m_buffer.clear();
     if (code != 0)
         fail(QStringLiteral("write"), code);
+    writeBehind();
+}
+
+void AtomicFile::writeBehind() {
+    // Unsynced files are nobody's to keep: the system may take its time with them.
+    if (!m_sync || m_size - m_writtenBack < kWriteBehind)
+        return;
+    // A failure here shows again, and is reported, when the file is synced.
+    m_file->startWriteback(m_writtenBack, m_size - m_writtenBack);
+    m_writtenBack = m_size;
 }
 
 void AtomicFile::seek(qint64 offset) {

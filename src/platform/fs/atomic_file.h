@@ -50,6 +50,7 @@ public:
 
 private:
     void flush();
+    void writeBehind();
     [[noreturn]] void fail(const QString& action, int code);
 
     QString m_target;
@@ -61,6 +62,7 @@ private:
     QByteArray m_buffer;
     qint64 m_position = 0;
     qint64 m_size = 0;
+    qint64 m_writtenBack = 0;  // bytes whose writing to the device has been started
 };
 
 // Writes `data` as the file `path`, replacing what is there, through an AtomicFile.

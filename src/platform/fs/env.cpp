@@ -72,6 +72,10 @@ public:
         }
     }
 
+    int startWriteback(qint64 offset, qint64 size) override {
+        return errorOf(::sync_file_range(fd_, off_t(offset), off_t(size), SYNC_FILE_RANGE_WRITE));
+    }
+
     int seek(qint64 offset) override {
         return ::lseek(fd_, off_t(offset), SEEK_SET) < 0 ? errno : 0;
     }
@@ -151,6 +155,10 @@ int WritableFile::copyFrom(int fd, qint64* copied) {
             return code;
         *copied += n;
     }
+}
+
+int WritableFile::startWriteback(qint64, qint64) {
+    return 0;
 }
 
 int Env::link(const QString& from, const QString& to) {

@@ -26,6 +26,9 @@ public:
     // and writes through write(); the system's lets the kernel copy, sharing the blocks where the
     // file system can (a reflink).
     virtual int copyFrom(int fd, qint64* copied);
+    // Starts writing the bytes [offset, offset + size) to the device without waiting for them, so
+    // that a later sync() has little left to wait for. Only a hint: this one does nothing.
+    virtual int startWriteback(qint64 offset, qint64 size);
 };
 
 class Env {
