@@ -200,3 +200,12 @@ TEST(BuildComponent, ANullPreviewKeepsTheCurrentOne) {
     component.setPreview(Types::Image());
     EXPECT_EQ(component.preview().size(), QSize(16, 16));
 }
+
+// Thousands of components must not hold thousands of equal grey squares.
+TEST(BuildComponent, FreshComponentsShareOneGreyDefaultPreview) {
+    RecordingComponent first("a", nullptr);
+    RecordingComponent second("b", nullptr);
+    EXPECT_EQ(first.preview().size(), QSize(80, 80));
+    EXPECT_EQ(first.preview().toImage().pixelColor(40, 40), QColor(Qt::gray));
+    EXPECT_EQ(first.preview().cacheKey(), second.preview().cacheKey());
+}

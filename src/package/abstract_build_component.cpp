@@ -1,14 +1,27 @@
 #include "package/abstract_build_component.h"
 
+#include <QCoreApplication>
+
 #include "platform/layout/package_structure_description.h"
 
 namespace Package {
 namespace {
 
+// Every component starts with the same grey square. Components share one copy (pixmaps are
+// implicitly shared), so that a build of thousands of components does not hold thousands of equal
+// pixmaps. The copy lives until the application ends, as pixmaps must.
 Types::Image defaultPreview() {
-    Types::Image image(80, 80);
-    image.fill(Qt::gray);
-    return image;
+    static Types::Image* shared = nullptr;
+    if (!shared) {
+        Types::Image image(80, 80);
+        image.fill(Qt::gray);
+        shared = new Types::Image(image);
+        qAddPostRoutine([] {
+            delete shared;
+            shared = nullptr;
+        });
+    }
+    return *shared;
 }
 
 }  // namespace
