@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include "test_support.h"
@@ -26,11 +27,12 @@ struct Piped {
     QString errors;
 };
 
-// Runs the tool in `folder` with `input` on its standard input.
-Piped runIn(const QString& folder, const QStringList& arguments, const QByteArray& input = {}) {
+// Runs the tool (or another program) in `folder` with `input` on its standard input.
+Piped runIn(const QString& folder, const QStringList& arguments, const QByteArray& input = {},
+            const QString& program = QStringLiteral(PACKWRIGHT_TOOL)) {
     QProcess process;
     process.setWorkingDirectory(folder);
-    process.start(QStringLiteral(PACKWRIGHT_TOOL), arguments);
+    process.start(program, arguments);
     process.write(input);
     process.closeWriteChannel();
     process.waitForFinished(-1);
@@ -123,6 +125,26 @@ TEST(Conventions, DashSendsTheOneFileMadeToStandardOutputAndTheReportToStandardE
     }
     // Two documents cannot share one stream.
     EXPECT_EQ(runIn(dir.path(), {"build", "r.json", "-o", "-", "--json"}).code, 2);
+}
+
+// As tar and gzip: bytes meant for a file do not go to a terminal (script(1) gives the tool one).
+TEST(Conventions, NothingButTextIsWrittenToATerminal) {
+    if (QStandardPaths::findExecutable("script").isEmpty())
+        GTEST_SKIP() << "no script(1) to run the tool on a terminal";
+    QTemporaryDir dir;
+    const QString package = smallPackage(dir);
+    const QString tool = QStringLiteral(PACKWRIGHT_TOOL);
+    const QString commands[] = {
+        tool + " build small.json -o -",
+        tool + " extract small.qpack effects[0] -o -",
+        tool + " preview small.qpack -o -",
+    };
+    for (const QString& command : commands) {
+        const Piped run = runIn(dir.path(), {"-qec", command, "/dev/null"}, {}, "script");
+        EXPECT_EQ(run.code, 2) << command.toStdString();
+        EXPECT_TRUE(run.output.contains("to a terminal; redirect the output or name a file"))
+            << run.output.toStdString();
+    }
 }
 
 TEST(Conventions, SeveralPackagesGiveOneDocumentEachAndTheWorstExitCode) {

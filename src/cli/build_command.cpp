@@ -71,10 +71,6 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
     if (QFileInfo(outputPath).isDir())
         throw Error(
             QStringLiteral("%1: the output is a folder, not a package file").arg(outputPath));
-    // A recipe's own output is its product, rebuilt in place; a file named on the command line
-    // may be anything.
-    if (!settings.output.isEmpty())
-        refuseExisting(outputPath, settings.force);
     // Made here rather than by the builder so that the report can name it.
     QString uuid = settings.uuid.isEmpty() ? recipe.uuid : settings.uuid;
     if (uuid.isEmpty())
@@ -88,6 +84,10 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
             ComponentFactory::standard().make(entry, recipe, warnings),
             QStringLiteral("%1: components[%2]").arg(recipe.path, QString::number(entry.index))));
     refuseOutputOverInput(outputPath, recipe.inputs(), QStringLiteral("the output"));
+    // A recipe's own output is its product, rebuilt in place; a file named on the command line
+    // may be anything.
+    if (!settings.output.isEmpty())
+        refuseExisting(outputPath, settings.force);
     if (settings.strict && !warnings.isEmpty())
         throw Error(warnings.front() + QStringLiteral(" (--strict: nothing was written)"));
     for (const QString& warning : warnings)

@@ -7,6 +7,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cstring>
+
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/context_report.h"
@@ -354,11 +356,12 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
                         .arg(packagePath, type ? contentTypeName(type) : QStringLiteral("none")));
     }
     // rename(2) replaces a package that --force allows, in one step.
-    if (FS::Env::current().rename(built, result) != 0) {
+    if (const int code = FS::Env::current().rename(built, result)) {
         FS::removeAllAt(built);
         dropFolder();
-        throw Error(QStringLiteral("%1: cannot rename the finished package to %2")
-                        .arg(built, QFileInfo(result).fileName()));
+        throw Error(QStringLiteral("%1: cannot rename the finished package to %2: %3")
+                        .arg(built, QFileInfo(result).fileName(),
+                             QString::fromLocal8Bit(std::strerror(code))));
     }
     if (parser.isSet(jsonOption)) {
         const QJsonObject document{
