@@ -179,8 +179,9 @@ const QByteArray kEditable = R"(
 TEST_F(FaultSweep, BuildReplacesNothingAndLeavesNothingOnAFailingDisk) {
     const QString recipe = writeRecipe(QStringLiteral("recipe.json"), kComponents);
     const QString package = out_ + QStringLiteral("/sweep.qpack");
-    const QStringList command = {QStringLiteral("build"), recipe, QStringLiteral("-o"), package,
-                                 QStringLiteral("--strict")};
+    const QStringList command = {QStringLiteral("build"),    recipe,
+                                 QStringLiteral("-o"),       package,
+                                 QStringLiteral("--strict"), QStringLiteral("--force")};
     // A full disk meets a package that is there already; an I/O error meets none.
     sweep(command, ENOSPC, [&] { TestSupport::writeFile(package, "the package of yesterday"); });
     ASSERT_FALSE(HasFailure());
@@ -197,7 +198,8 @@ TEST_F(FaultSweep, OpenRecipeReplacesBothFilesOrNeither) {
     const QStringList command = {
         QStringLiteral("open"),     src_ + QStringLiteral("/editable.qpack"),
         QStringLiteral("--into"),   into,
-        QStringLiteral("--recipe"), recipe};
+        QStringLiteral("--recipe"), recipe,
+        QStringLiteral("--force")};
     const auto reset = [&] {
         FS::removeAllAt(into);
         TestSupport::writeFile(recipe, "the recipe of yesterday");
@@ -214,7 +216,7 @@ TEST_F(FaultSweep, FinalizeLeavesNoPackageOnAFailingDisk) {
                   .code,
               0);
     const QStringList command = {QStringLiteral("finalize"),
-                                 src_ + QStringLiteral("/editable.qpack"), QStringLiteral("-o"),
+                                 src_ + QStringLiteral("/editable.qpack"), QStringLiteral("-C"),
                                  out_};
     const auto reset = [&] {
         // Finished packages are named after the package, not the file.

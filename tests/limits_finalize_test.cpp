@@ -126,7 +126,7 @@ TEST_F(FinalizeDamaged, RefusesAndWritesNothing) {
         SCOPED_TRACE(c.name);
         const QString package = damaged(c.edit);
         const QString out = dir.filePath("out");
-        const auto finalized = tool({"finalize", package, "-o", out});
+        const auto finalized = tool({"finalize", package, "-C", out});
         EXPECT_EQ(finalized.code, 1) << finalized.output.toStdString();
         EXPECT_THAT(finalized.errors.toStdString(), HasSubstr(c.message));
         EXPECT_THAT(finalized.errors.toStdString(), HasSubstr("nothing was finalized"));

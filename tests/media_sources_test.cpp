@@ -181,7 +181,7 @@ TEST_F(MediaSourcesTest, FinalizeRefusesAPackagedPlaylist) {
     Bundle::Zip::compressAll(work.filePath("hostile.qpack"), folder);
 
     const auto finalized =
-        tool({"finalize", work.filePath("hostile.qpack"), "-o", work.filePath("out")});
+        tool({"finalize", work.filePath("hostile.qpack"), "-C", work.filePath("out")});
     EXPECT_EQ(finalized.code, 1);
     EXPECT_TRUE(finalized.errors.contains("beach.mp4': names other files"))
         << finalized.errors.toStdString();

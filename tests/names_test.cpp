@@ -208,7 +208,7 @@ TEST(Names, TheToolRefusesNamesAndFoldersThatTheLayoutWouldRewrite) {
     QTemporaryDir dir;
     TestSupport::writeFile(dir.filePath("recipe.json"), intermediateRecipe("Editable"));
     ASSERT_EQ(tool({"build", dir.filePath("recipe.json"), "-o", dir.filePath("e.qpack")}).code, 0);
-    const auto refused = tool({"finalize", dir.filePath("e.qpack"), "-o", dir.filePath("out%1")});
+    const auto refused = tool({"finalize", dir.filePath("e.qpack"), "-C", dir.filePath("out%1")});
     EXPECT_EQ(refused.code, 1);
     EXPECT_TRUE(refused.errors.contains(R"(holds "%1", which the package layout would replace)"))
         << refused.errors.toStdString();
@@ -241,7 +241,7 @@ TEST(Names, PackagesReopenAndFinalizeUnderTheirOwnName) {
                       .toString(),
                   c.name);
 
-        const auto finalized = tool({"finalize", package, "-o", dir.filePath("out")});
+        const auto finalized = tool({"finalize", package, "-C", dir.filePath("out")});
         ASSERT_EQ(finalized.code, 0) << finalized.errors.toStdString();
         EXPECT_EQ(QDir(dir.filePath("out"))
                       .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::Hidden),

@@ -145,7 +145,7 @@ TEST(FinalizeTool, IntermediateOverlaysAreFiledByTypeWithTheirMedia) {
                 "categories": ["summer"]}]})");
         build(dir.filePath("recipe.json"), dir.filePath("editable.qpack"));
         const auto finalized =
-            tool({"finalize", dir.filePath("editable.qpack"), "-o", dir.filePath("out")});
+            tool({"finalize", dir.filePath("editable.qpack"), "-C", dir.filePath("out")});
         ASSERT_EQ(finalized.code, 0) << finalized.errors.toStdString();
         // Named after the package's own name, not its file's.
         const QString package = dir.filePath("out/Editable.qpack");
@@ -185,7 +185,7 @@ TEST(FinalizeTool, IntermediateOverlaysAreFiledByTypeWithTheirMedia) {
 TEST(FinalizeTool, OtherPackagesAreRefusedAndNothingIsBuilt) {
     QTemporaryDir dir;
     build(kExamples + "title.json", dir.filePath("title.qpack"));
-    const auto refused = tool({"finalize", dir.filePath("title.qpack"), "-o", dir.filePath("out")});
+    const auto refused = tool({"finalize", dir.filePath("title.qpack"), "-C", dir.filePath("out")});
     EXPECT_EQ(refused.code, 1);
     EXPECT_TRUE(
         refused.errors.contains("not an intermediate overlay package (content type: overlay)"))
@@ -203,7 +203,7 @@ TEST(FinalizeTool, OtherPackagesAreRefusedAndNothingIsBuilt) {
     const QString taken = dir.filePath("taken/Beach Day Title (editable).qpack");
     TestSupport::writeFile(taken, "mine");
     const auto again =
-        tool({"finalize", dir.filePath("editable.qpack"), "-o", dir.filePath("taken")});
+        tool({"finalize", dir.filePath("editable.qpack"), "-C", dir.filePath("taken")});
     EXPECT_EQ(again.code, 1);
     EXPECT_TRUE(again.errors.contains("already exists")) << again.errors.toStdString();
     EXPECT_EQ(TestSupport::readFile(taken), "mine");
@@ -248,7 +248,7 @@ TEST(OpenTool, PackagesThatNameFilesOutsideThemselvesAreNotRebuilt) {
     editPackage(dir.filePath("editable.qpack"), dir.filePath("hostile.qpack"),
                 "resources/intro.bundle", [&](QByteArray) { return hostileBundle; });
     for (const QStringList& command :
-         {QStringList{"finalize", dir.filePath("hostile.qpack"), "-o", dir.filePath("out")},
+         {QStringList{"finalize", dir.filePath("hostile.qpack"), "-C", dir.filePath("out")},
           QStringList{"open", dir.filePath("hostile.qpack"), "--into", dir.filePath("o2/p"),
                       "--recipe", dir.filePath("r2.json")}}) {
         const auto result = tool(command);

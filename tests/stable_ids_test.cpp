@@ -243,7 +243,7 @@ TEST(BuildReport, NamesThePackagesIdAndTheSha256OfItsBytes) {
     QJsonObject anonymous = recipe(QString());
     TestSupport::writeFile(recipePath, QJsonDocument(anonymous).toJson());
     const TestSupport::ToolResult json =
-        TestSupport::tool({"build", recipePath, "-o", package, "--json"});
+        TestSupport::tool({"build", recipePath, "-o", package, "--json", "--force"});
     ASSERT_EQ(json.code, 0) << json.errors.toStdString();
     const QJsonObject report = QJsonDocument::fromJson(json.output.toUtf8())
                                    .object()["packages"]

@@ -29,6 +29,7 @@ QJsonObject toJson(const BatchBuild::Result& result) {
         object.insert(QStringLiteral("sha256"), result.sha256);
         object.insert(QStringLiteral("bytes"), double(result.bytes));
         object.insert(QStringLiteral("components"), result.components);
+        object.insert(QStringLiteral("warnings"), QJsonArray::fromStringList(result.warnings));
     } else {
         object.insert(QStringLiteral("error"), result.error);
     }
@@ -45,6 +46,8 @@ BatchBuild::Result fromJson(const QJsonObject& object) {
     result.bytes = qint64(object.value(QStringLiteral("bytes")).toDouble());
     result.components = object.value(QStringLiteral("components")).toInt();
     result.error = object.value(QStringLiteral("error")).toString();
+    for (const QJsonValue warning : object.value(QStringLiteral("warnings")).toArray())
+        result.warnings << warning.toString();
     return result;
 }
 
@@ -104,6 +107,7 @@ BatchBuild::Results BatchBuild::runHere(const QStringList& recipes, QTextStream&
             result.sha256 = built.sha256;
             result.bytes = built.bytes;
             result.components = built.components;
+            result.warnings = built.warnings;
         } catch (const std::exception& error) {
             result.error = QString::fromUtf8(error.what());
         }

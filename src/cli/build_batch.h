@@ -24,6 +24,7 @@ public:
         QString sha256;
         qint64 bytes = 0;
         int components = 0;
+        QStringList warnings;
         QString error;  // why it was not built
     };
     using Results = std::vector<Result>;

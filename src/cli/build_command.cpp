@@ -18,6 +18,7 @@
 #include "cli/labelled_component.h"
 #include "cli/progress.h"
 #include "cli/recipe.h"
+#include "cli/standard_streams.h"
 #include "cli/verbosity.h"
 #include "package/builder.h"
 #include "platform/fs/fs.h"
@@ -46,6 +47,14 @@ QPixmap loadPreview(const Recipe& recipe) {
 
 }  // namespace
 
+Recipe loadRecipe(const QString& argument) {
+    if (!StandardStreams::isDash(argument))
+        return Recipe::load(argument);
+    // A name with no folder: the recipe's folder, against which its paths resolve, is the
+    // current one.
+    return Recipe::parse(StandardStreams::readInput(), StandardStreams::inputName());
+}
+
 QString outputOf(const Recipe& recipe) {
     if (!recipe.outputPath.isEmpty())
         return recipe.outputPath;
@@ -54,7 +63,7 @@ QString outputOf(const Recipe& recipe) {
 
 Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextStream& err) {
     Progress progress = settings.progress ? Progress() : Progress(false);
-    Recipe recipe = Recipe::load(recipePath);
+    Recipe recipe = loadRecipe(recipePath);
     if (!settings.uuid.isEmpty())
         recipe.uuid = settings.uuid;  // the components' ids derive from it
 
@@ -77,17 +86,25 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
             ComponentFactory::standard().make(entry, recipe, warnings),
             QStringLiteral("%1: components[%2]").arg(recipe.path, QString::number(entry.index))));
     refuseOutputOverInput(outputPath, recipe.inputs(), QStringLiteral("the output"));
+    // A recipe's own output is its product, rebuilt in place; a file named on the command line
+    // may be anything.
+    if (!settings.output.isEmpty())
+        refuseExisting(outputPath, settings.force);
     if (settings.strict && !warnings.isEmpty())
         throw Error(warnings.front() + QStringLiteral(" (--strict: nothing was written)"));
     for (const QString& warning : warnings)
         err << "packwright: warning: " << warning << "\n";
+    QStringList reported = warnings;
     // The content checks (docs/checks.md): their errors, and with --strict their warnings, stop
     // the build before anything is written.
     CheckReport checks;
     if (settings.checks)
         RecipeChecker::check(recipe, checks);
-    for (const Finding& finding : checks.findings())
+    for (const Finding& finding : checks.findings()) {
         err << "packwright: " << finding.toText(recipe.path) << "\n";
+        if (finding.severity == Finding::Warning)
+            reported << finding.toText(recipe.path);
+    }
     err.flush();
     const int stopping =
         checks.count(Finding::Error) + (settings.strict ? checks.count(Finding::Warning) : 0);
@@ -139,7 +156,8 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
         ~MediaLogGuard() { Media::Log::setHandler(std::move(previous)); }
     } mediaLog;
     if (settings.verbose) {
-        mediaLog.previous = Media::Log::setHandler([&err](const QString& line) {
+        mediaLog.previous = Media::Log::setHandler([&err, &reported](const QString& line) {
+            reported << line;
             err << "packwright: warning: " << line << "\n";
             err.flush();
         });
@@ -178,6 +196,7 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
         built.sha256 = sha256Of(outputPath);
     built.bytes = QFileInfo(outputPath).size();
     built.components = int(components.size());
+    built.warnings = reported;
     if (!settings.keepWork.isEmpty())
         built.workingFolder = folder;
     return built;
@@ -187,12 +206,17 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Builds a package from each JSON recipe; several, N at a time."));
-    parser.addPositionalArgument(QStringLiteral("recipes"),
-                                 QStringLiteral("The recipe files (JSON)."),
-                                 QStringLiteral("RECIPE.json..."));
+    parser.addPositionalArgument(
+        QStringLiteral("recipes"),
+        QStringLiteral("The recipe files (JSON); - reads one from the standard input."),
+        QStringLiteral("RECIPE.json..."));
     const QCommandLineOption outputOption(
         {QStringLiteral("o"), QStringLiteral("output")},
-        QStringLiteral("Write the package to FILE (one recipe only)."), QStringLiteral("FILE"));
+        QStringLiteral("Write the package to FILE, or to the standard output for - (one recipe "
+                       "only)."),
+        QStringLiteral("FILE"));
+    const QCommandLineOption forceOption(QStringLiteral("force"),
+                                         QStringLiteral("Replace the -o FILE when it exists."));
     const QCommandLineOption uuidOption(
         QStringLiteral("uuid"),
         QStringLiteral("The package id (default: generated; one recipe only)."),
@@ -218,8 +242,8 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         QStringLiteral("Report the packages as JSON (path, uuid, size, SHA-256, warnings)."));
     const QCommandLineOption hashOption(QStringLiteral("print-hash"),
                                         QStringLiteral("Name each package's SHA-256."));
-    parser.addOptions({outputOption, uuidOption, keepOption, strictOption, verboseOption,
-                       noChecksOption, jobsOption, jsonOption, hashOption});
+    parser.addOptions({outputOption, forceOption, uuidOption, keepOption, strictOption,
+                       verboseOption, noChecksOption, jobsOption, jsonOption, hashOption});
     if (!parseCommandLine(parser, QStringLiteral("build"), arguments, out, -1,
                           QStringLiteral("a recipe file")))
         return 0;
@@ -232,7 +256,12 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     settings.verbose = parser.isSet(verboseOption);
     settings.checks = !parser.isSet(noChecksOption);
     settings.printHash = parser.isSet(hashOption);
+    settings.force = parser.isSet(forceOption);
     const QStringList recipes = parser.positionalArguments();
+    if (recipes.size() > 1 && recipes.contains(QStringLiteral("-")))
+        throw Error(QStringLiteral("build: - (the recipe on standard input) must be the only "
+                                   "recipe"),
+                    2);
     int jobs = 0;
     if (parser.isSet(jobsOption)) {
         bool ok = false;
@@ -243,19 +272,32 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
                         2);
     }
 
+    const bool toStandardOutput = StandardStreams::isDash(settings.output);
+    if (toStandardOutput && parser.isSet(jsonOption))
+        throw Error(QStringLiteral("build: -o - and --json both write to the standard output"), 2);
     if (recipes.size() == 1 && !parser.isSet(jsonOption)) {
         settings.hash = settings.printHash;
+        // The package is made whole in a temporary file before a byte of it is sent.
+        std::optional<FS::TemporaryFolder> temporary;
+        if (toStandardOutput) {
+            StandardStreams::refuseTerminal(QStringLiteral("build"), QStringLiteral("a package"));
+            temporary.emplace(QStringLiteral("stdout"));
+            settings.output = unpackFolder(*temporary, QStringLiteral("package.qpack"));
+        }
         const Built built = buildOne(recipes.front(), settings, err);
+        QTextStream& report = toStandardOutput ? err : out;
+        const QString shown = toStandardOutput ? QStringLiteral("the standard output")
+                                               : QDir::toNativeSeparators(built.package);
+        if (toStandardOutput)
+            StandardStreams::writeFile(built.package, out);
         if (!Verbosity::quiet())
-            out << "built " << QDir::toNativeSeparators(built.package) << " (" << built.bytes
-                << " bytes, " << built.components
-                << (built.components == 1 ? " component" : " components") << ")\n";
+            report << "built " << shown << " (" << built.bytes << " bytes, " << built.components
+                   << (built.components == 1 ? " component" : " components") << ")\n";
         if (settings.printHash)
-            out << "sha256 " << built.sha256 << "  " << QDir::toNativeSeparators(built.package)
-                << "\n";
+            report << "sha256 " << built.sha256 << "  " << (toStandardOutput ? "-" : shown) << "\n";
         if (!built.workingFolder.isEmpty() && !Verbosity::quiet())
-            out << "working folder kept at " << QDir::toNativeSeparators(built.workingFolder)
-                << "\n";
+            report << "working folder kept at " << QDir::toNativeSeparators(built.workingFolder)
+                   << "\n";
         return 0;
     }
     // Each package goes where its recipe says: one output, id or working folder cannot serve many.

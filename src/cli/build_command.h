@@ -19,6 +19,7 @@ struct BuildSettings {
     bool printHash = false;  // the plain report names each package's SHA-256
     bool hash = true;        // work out the package's SHA-256 (reading it back whole)
     bool progress = true;    // a progress line when stderr is a terminal
+    bool force = false;      // an -o file that exists is replaced rather than refused
 };
 
 struct Built {
@@ -27,8 +28,13 @@ struct Built {
     QString sha256;  // of the package file, in lowercase hex; empty unless settings.hash
     qint64 bytes = 0;
     int components = 0;
+    QStringList warnings;   // as printed on stderr, without the "packwright: warning: " prefix
     QString workingFolder;  // when kept
 };
+
+// Reads a recipe file, or standard input for `-`: that recipe is named "<stdin>" in messages and
+// its relative paths resolve against the current folder. Throws Cli::Error.
+Recipe loadRecipe(const QString& argument);
 
 // Where the package of a recipe goes unless -o says otherwise.
 QString outputOf(const Recipe& recipe);

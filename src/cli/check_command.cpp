@@ -3,6 +3,7 @@
 #include <QCommandLineParser>
 #include <QJsonDocument>
 
+#include "cli/build_command.h"
 #include "cli/checks/recipe_checker.h"
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
@@ -14,8 +15,9 @@ int checkCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Checks a recipe's content (LUTs, shaders, resource names) without writing anything."));
-    parser.addPositionalArgument(QStringLiteral("recipe"),
-                                 QStringLiteral("The recipe file (JSON)."));
+    parser.addPositionalArgument(
+        QStringLiteral("recipe"),
+        QStringLiteral("The recipe file (JSON), or - for the standard input."));
     const QCommandLineOption jsonOption(QStringLiteral("json"),
                                         QStringLiteral("Print the findings as JSON."));
     parser.addOption(jsonOption);
@@ -25,7 +27,7 @@ int checkCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
 
     Recipe recipe;
     try {
-        recipe = Recipe::load(parser.positionalArguments().front());
+        recipe = loadRecipe(parser.positionalArguments().front());
     } catch (const Error& error) {
         throw Error(QString::fromUtf8(error.what()), 2);  // nothing to check
     }

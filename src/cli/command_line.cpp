@@ -52,10 +52,17 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command,
     return true;
 }
 
-QString existingPackage(const QString& path) {
+QString existingPackage(const QString& path, int exitCode) {
     if (!QFileInfo(path).isFile())
-        throw Error(QStringLiteral("%1: no such package file").arg(path));
+        throw Error(QStringLiteral("%1: no such package file").arg(path), exitCode);
     return path;
+}
+
+void refuseExisting(const QString& path, bool force) {
+    if (!force && QFileInfo::exists(path))
+        throw Error(
+            QStringLiteral("%1: already exists; not overwritten (give --force to replace it)")
+                .arg(path));
 }
 
 std::optional<PackageArguments> parsePackageArguments(const QString& command,
@@ -64,14 +71,15 @@ std::optional<PackageArguments> parsePackageArguments(const QString& command,
                                                       QTextStream& out) {
     QCommandLineParser parser;
     parser.setApplicationDescription(description);
-    parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
-    const QCommandLineOption jsonOption(QStringLiteral("json"),
-                                        QStringLiteral("Print one JSON document."));
+    parser.addPositionalArgument(QStringLiteral("packages"), QStringLiteral("The package files."),
+                                 QStringLiteral("PACKAGE.qpack..."));
+    const QCommandLineOption jsonOption(
+        QStringLiteral("json"),
+        QStringLiteral("Print one JSON document per package (one a line for several)."));
     parser.addOption(jsonOption);
-    if (!parseCommandLine(parser, command, arguments, out, 1, QStringLiteral("one package file")))
+    if (!parseCommandLine(parser, command, arguments, out, -1, QStringLiteral("a package file")))
         return std::nullopt;
-    return PackageArguments{existingPackage(parser.positionalArguments().front()),
-                            parser.isSet(jsonOption)};
+    return PackageArguments{parser.positionalArguments(), parser.isSet(jsonOption)};
 }
 
 QString unpackFolder(const FS::TemporaryFolder& temporary, const QString& name) {

@@ -20,15 +20,20 @@ bool parseCommandLine(QCommandLineParser& parser, const QString& command,
                       const QStringList& arguments, QTextStream& out, int positionalCount,
                       const QString& what);
 
-// The package file argument of a command, as given; throws Cli::Error when no such file exists.
-QString existingPackage(const QString& path);
+// The package file argument of a command, as given; throws Cli::Error with `exitCode` when no
+// such file exists.
+QString existingPackage(const QString& path, int exitCode = 1);
 
-// The arguments of a command that reads one package: `COMMAND PACKAGE [--json]`.
+// Throws Cli::Error naming `path` and --force when it exists and `force` is not set.
+void refuseExisting(const QString& path, bool force);
+
+// The arguments of a command that reads packages: `COMMAND PACKAGE... [--json]`.
 struct PackageArguments {
-    QString packagePath;  // an existing file
+    QStringList packagePaths;  // as given; each is checked when its turn comes
     bool json = false;
 };
-// Parses them as parseCommandLine does; std::nullopt when the help was printed.
+// Parses them as parseCommandLine does (one package at least); std::nullopt when the help was
+// printed.
 std::optional<PackageArguments> parsePackageArguments(const QString& command,
                                                       const QString& description,
                                                       const QStringList& arguments,

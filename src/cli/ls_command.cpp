@@ -2,34 +2,41 @@
 
 #include <QCommandLineParser>
 #include <QFileInfo>
-#include <QJsonDocument>
+
+#include <optional>
 
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/input_guard.h"
 #include "cli/package_listing.h"
+#include "cli/per_package.h"
+#include "cli/standard_streams.h"
 #include "cli/terminal_text.h"
 #include "cli/verbosity.h"
+#include "platform/fs/temporary_folder.h"
 
 namespace Cli {
 
-int lsCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
+int lsCommand(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     const auto parsed = parsePackageArguments(
         QStringLiteral("ls"),
         QStringLiteral("Lists the items and resources of a package without unpacking it."),
         arguments, out);
     if (!parsed)
         return 0;
-    const PackageArchive archive(parsed->packagePath);
-    const PackageListing listing = PackageListing::read(archive, parsed->packagePath);
-    if (parsed->json)
-        out << QJsonDocument(listing.toJson(archive)).toJson(QJsonDocument::Indented);
-    else
-        out << listing.toText(archive);
-    return 0;
+    return runPerPackage(parsed->packagePaths, parsed->json, out, err, [&](const QString& path) {
+        const PackageArchive archive(existingPackage(path));
+        const PackageListing listing = PackageListing::read(archive, path);
+        PackageOutcome outcome;
+        if (parsed->json)
+            outcome.document = listing.toJson(archive);
+        else
+            outcome.text = listing.toText(archive);
+        return outcome;
+    });
 }
 
-int extractCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
+int extractCommand(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Takes one item or resource out of a package: NAME is an entry as ls shows "
@@ -38,7 +45,8 @@ int extractCommand(const QStringList& arguments, QTextStream& out, QTextStream&)
     parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
     parser.addPositionalArgument(QStringLiteral("name"), QStringLiteral("What to take out."));
     const QCommandLineOption outputOption({QStringLiteral("o"), QStringLiteral("output")},
-                                          QStringLiteral("Write it to FILE (required)."),
+                                          QStringLiteral("Write it to FILE, or to the standard "
+                                                         "output for - (required)."),
                                           QStringLiteral("FILE"));
     const QCommandLineOption forceOption(QStringLiteral("force"),
                                          QStringLiteral("Replace FILE when it exists."));
@@ -51,14 +59,20 @@ int extractCommand(const QStringList& arguments, QTextStream& out, QTextStream&)
                     2);
     const QString packagePath = existingPackage(parser.positionalArguments()[0]);
     const QString name = parser.positionalArguments()[1];
-    const QString target = QFileInfo(parser.value(outputOption)).absoluteFilePath();
+    const bool toStandardOutput = StandardStreams::isDash(parser.value(outputOption));
+    // The entry is taken out whole into a temporary before a byte of it is sent.
+    std::optional<FS::TemporaryFolder> temporary;
+    if (toStandardOutput) {
+        StandardStreams::refuseTerminal(QStringLiteral("extract"), QStringLiteral("an entry"));
+        temporary.emplace(QStringLiteral("stdout"));
+    }
+    const QString target = toStandardOutput
+                               ? unpackFolder(*temporary, QStringLiteral("entry"))
+                               : QFileInfo(parser.value(outputOption)).absoluteFilePath();
     refuseOutputOverInput(target, {packagePath}, QStringLiteral("-o"));
     if (QFileInfo(target).isDir())
         throw Error(QStringLiteral("%1: is a folder; name the file to write").arg(target));
-    if (QFileInfo::exists(target) && !parser.isSet(forceOption))
-        throw Error(QStringLiteral("%1: already exists; not overwritten (give --force to replace "
-                                   "it)")
-                        .arg(target));
+    refuseExisting(target, parser.isSet(forceOption));
     if (!QFileInfo(QFileInfo(target).absolutePath()).isDir())
         throw Error(QStringLiteral("%1: no such folder").arg(QFileInfo(target).absolutePath()));
 
@@ -75,9 +89,13 @@ int extractCommand(const QStringList& arguments, QTextStream& out, QTextStream&)
         throw Error(QStringLiteral("%1: %2: no such file in the package (see packwright ls)")
                         .arg(packagePath, entry));
     archive.copyTo(entry, target, parser.isSet(forceOption));
+    if (toStandardOutput)
+        StandardStreams::writeFile(target, out);
     if (!Verbosity::quiet())
-        out << "extracted " << terminalSafe(entry) << " to " << terminalSafe(target) << " ("
-            << found->size << " bytes)\n";
+        (toStandardOutput ? err : out)
+            << "extracted " << terminalSafe(entry) << " to "
+            << (toStandardOutput ? QStringLiteral("the standard output") : terminalSafe(target))
+            << " (" << found->size << " bytes)\n";
     return 0;
 }
 

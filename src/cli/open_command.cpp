@@ -3,22 +3,28 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <cstring>
 
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/context_report.h"
+#include "cli/file_hash.h"
 #include "cli/finalize_check.h"
 #include "cli/input_guard.h"
 #include "cli/package_recipe.h"
 #include "cli/recipe.h"
+#include "cli/standard_streams.h"
 #include "cli/terminal_text.h"
 #include "cli/verbosity.h"
 #include "package/components/overlays/finalize_overlay.h"
 #include "package/extractor/extractor.h"
 #include "platform/bundle/package_reader.h"
 #include "platform/fs/atomic_file.h"
+#include "platform/fs/env.h"
 #include "platform/fs/temporary_folder.h"
 #include "platform/fs/temporary_paths.h"
 #include "platform/model/timeline_object.h"
@@ -155,7 +161,7 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
     parser.setApplicationDescription(
         QStringLiteral("Unpacks a package for editing and shows the build context read back."));
     parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
-    const QCommandLineOption intoOption(QStringLiteral("into"),
+    const QCommandLineOption intoOption({QStringLiteral("C"), QStringLiteral("into")},
                                         QStringLiteral("Unpack into DIR (new or empty; required)."),
                                         QStringLiteral("DIR"));
     const QCommandLineOption jsonOption(QStringLiteral("json"),
@@ -163,26 +169,35 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
     const QCommandLineOption recipeOption(
         QStringLiteral("recipe"),
         QStringLiteral("Write a recipe that builds the package again to FILE (an intro's or "
-                       "intermediate overlay's timeline goes beside it)."),
+                       "intermediate overlay's timeline goes beside it), or to the standard "
+                       "output for - (its paths then relative to the current folder)."),
         QStringLiteral("FILE"));
-    parser.addOptions({intoOption, jsonOption, recipeOption});
+    const QCommandLineOption forceOption(
+        QStringLiteral("force"), QStringLiteral("Replace the recipe files when they exist."));
+    parser.addOptions({intoOption, jsonOption, recipeOption, forceOption});
     if (!parseCommandLine(parser, QStringLiteral("open"), arguments, out, 1,
                           QStringLiteral("one package file")))
         return 0;
     if (!parser.isSet(intoOption))
         throw Error(QStringLiteral("open: --into DIR is required (see packwright open --help)"), 2);
 
+    const bool recipeToStandardOutput = StandardStreams::isDash(parser.value(recipeOption));
+    if (recipeToStandardOutput && parser.isSet(jsonOption))
+        throw Error(QStringLiteral("open: --recipe - and --json both write to the standard output"),
+                    2);
     const QString packagePath = existingPackage(parser.positionalArguments().front());
     const QString folder = QFileInfo(parser.value(intoOption)).absoluteFilePath();
-    if (parser.isSet(recipeOption)) {
+    if (parser.isSet(recipeOption) && !recipeToStandardOutput) {
         const QFileInfo recipeFile(parser.value(recipeOption));
         for (const QString& output :
              {recipeFile.absoluteFilePath(),
               recipeFile.absoluteDir().filePath(recipeFile.completeBaseName() +
                                                 QStringLiteral(".timeline.json"))})
             refuseOutputOverInput(output, {packagePath}, QStringLiteral("--recipe"));
+        refuseExisting(recipeFile.absoluteFilePath(), parser.isSet(forceOption));
     }
     OpenCleanup cleanup(folder);
+    QByteArray recipeText;  // for the standard output
     Bundle::PackageManifest manifest;
     const Package::Object object = unpack(packagePath, folder, &manifest);
     const auto type = Package::Extractor::extractContentType(&object);
@@ -208,14 +223,28 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
                 {recipeFile.absoluteDir().filePath(recipe.timelineFileName), recipe.timeline});
         for (const auto& overlay : recipe.overlayTimelines)
             files.append({recipeFile.absoluteDir().filePath(overlay.first), overlay.second});
-        files.append({recipeFile.absoluteFilePath(), recipe.json});
-        for (const auto& file : files)
-            refuseOutputOverInput(file.first, {packagePath}, QStringLiteral("--recipe"));
-        for (const auto& file : files)
-            cleanup.writing(file.first);
-        FS::writeFilesAtomically(files);
+        if (recipeToStandardOutput) {
+            // One stream holds one file: the timelines would have nowhere to go.
+            if (!files.isEmpty())
+                throw Error(QStringLiteral("%1: the recipe needs timeline files beside it (%2); "
+                                           "give --recipe FILE rather than -")
+                                .arg(packagePath, files.front().first));
+            recipeText = recipe.json;
+        } else {
+            files.append({recipeFile.absoluteFilePath(), recipe.json});
+            for (const auto& file : files) {
+                refuseOutputOverInput(file.first, {packagePath}, QStringLiteral("--recipe"));
+                refuseExisting(file.first, parser.isSet(forceOption));
+            }
+            for (const auto& file : files)
+                cleanup.writing(file.first);
+            FS::writeFilesAtomically(files);
+        }
     }
     cleanup.commit();
+    QTextStream& report = recipeToStandardOutput ? err : out;
+    if (recipeToStandardOutput)
+        StandardStreams::write(recipeText, out);
 
     const QString typeName = contentTypeName(type);
     if (parser.isSet(jsonOption)) {
@@ -227,36 +256,61 @@ int openCommand(const QStringList& arguments, QTextStream& out, QTextStream& err
             {QStringLiteral("buildContext"), ContextReport::toJson(context)}};
         out << QJsonDocument(document).toJson(QJsonDocument::Indented);
     } else {
-        out << "opened " << terminalSafe(packagePath) << " into " << terminalSafe(folder) << "\n";
-        out << "content type: " << (type ? typeName : QStringLiteral("none (not reopenable)"))
-            << "\n";
-        out << "build context (" << ContextReport::kindName(context) << "):\n";
+        report << "opened " << terminalSafe(packagePath) << " into " << terminalSafe(folder)
+               << "\n";
+        report << "content type: " << (type ? typeName : QStringLiteral("none (not reopenable)"))
+               << "\n";
+        report << "build context (" << ContextReport::kindName(context) << "):\n";
         QString text = ContextReport::toText(context);
-        out << QStringLiteral("  ") + text.trimmed().replace(QLatin1Char('\n'), "\n  ") << "\n";
+        report << QStringLiteral("  ") + text.trimmed().replace(QLatin1Char('\n'), "\n  ") << "\n";
         if (parser.isSet(recipeOption))
-            out << "recipe: " << QFileInfo(parser.value(recipeOption)).absoluteFilePath() << "\n";
+            report << "recipe: "
+                   << (recipeToStandardOutput
+                           ? QStringLiteral("the standard output")
+                           : QFileInfo(parser.value(recipeOption)).absoluteFilePath())
+                   << "\n";
     }
     return 0;
 }
 
-int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
+int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Turns an intermediate overlay package into a finished overlay package."));
     parser.addPositionalArgument(QStringLiteral("package"), QStringLiteral("The package file."));
-    const QCommandLineOption outputOption(
-        {QStringLiteral("o"), QStringLiteral("output")},
+    const QCommandLineOption intoOption(
+        {QStringLiteral("C"), QStringLiteral("into")},
         QStringLiteral("Write DIR/<package name>.qpack (required)."), QStringLiteral("DIR"));
-    parser.addOption(outputOption);
+    const QCommandLineOption oldOutputOption({QStringLiteral("o"), QStringLiteral("output")},
+                                             QStringLiteral("The old spelling of -C DIR."),
+                                             QStringLiteral("DIR"));
+    const QCommandLineOption forceOption(
+        QStringLiteral("force"),
+        QStringLiteral("Replace DIR/<package name>.qpack when it exists."));
+    const QCommandLineOption jsonOption(
+        QStringLiteral("json"),
+        QStringLiteral("Report the package as JSON (path, uuid, size, SHA-256, warnings)."));
+    parser.addOptions({intoOption, oldOutputOption, forceOption, jsonOption});
     if (!parseCommandLine(parser, QStringLiteral("finalize"), arguments, out, 1,
                           QStringLiteral("one package file")))
         return 0;
-    if (!parser.isSet(outputOption))
-        throw Error(QStringLiteral("finalize: -o DIR is required (see packwright finalize --help)"),
+    QStringList warnings;
+    QString into = parser.value(intoOption);
+    if (parser.isSet(oldOutputOption)) {
+        if (parser.isSet(intoOption))
+            throw Error(QStringLiteral("finalize: give -C DIR or its old spelling -o DIR, not "
+                                       "both"),
+                        2);
+        into = parser.value(oldOutputOption);
+        warnings << QStringLiteral("finalize: -o DIR is the old spelling of -C DIR (--into DIR)");
+        err << "packwright: warning: " << warnings.back() << "\n";
+    }
+    if (into.isEmpty())
+        throw Error(QStringLiteral("finalize: -C DIR is required (see packwright finalize --help)"),
                     2);
 
     const QString packagePath = existingPackage(parser.positionalArguments().front());
-    const QString outputFolder = QFileInfo(parser.value(outputOption)).absoluteFilePath();
+    const QString outputFolder = QFileInfo(into).absoluteFilePath();
 
     FS::TemporaryFolder temporary(QStringLiteral("unpack"));
     Bundle::PackageManifest manifest;
@@ -266,11 +320,11 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
     requireUsableName(packagePath, name, QStringLiteral("a package file"));
     const QString built = QDir(outputFolder).filePath(name);
     const QString result = built + QStringLiteral(".qpack");
-    Recipe::checkWorkingFolder(QStringLiteral("-o"), built);
-    for (const QString& path : {built, result}) {
-        if (QFileInfo::exists(path))
-            throw Error(QStringLiteral("%1: already exists; not overwritten").arg(path));
-    }
+    Recipe::checkWorkingFolder(QStringLiteral("-C"), built);
+    // The package is built at DIR/NAME, which is never ours to replace.
+    if (QFileInfo::exists(built))
+        throw Error(QStringLiteral("%1: already exists; not overwritten").arg(built));
+    refuseExisting(result, parser.isSet(forceOption));
     // The finalized package takes the base name of the folder it was read from, which drops the
     // last suffix only: "<name>.qpack" gives back the name exactly, dots and all.
     const QString named = unpackFolder(temporary, name + QStringLiteral(".qpack"));
@@ -302,14 +356,26 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
                                    "nothing was built")
                         .arg(packagePath, type ? contentTypeName(type) : QStringLiteral("none")));
     }
-    if (!QFile::rename(built, result)) {
+    // rename(2) replaces a package that --force allows, in one step.
+    if (const int code = FS::Env::current().rename(built, result)) {
         FS::removeAllAt(built);
         dropFolder();
-        throw Error(QStringLiteral("%1: cannot rename the finished package to %2")
-                        .arg(built, QFileInfo(result).fileName()));
+        throw Error(QStringLiteral("%1: cannot rename the finished package to %2: %3")
+                        .arg(built, QFileInfo(result).fileName(),
+                             QString::fromLocal8Bit(std::strerror(code))));
     }
-    if (!Verbosity::quiet())
+    if (parser.isSet(jsonOption)) {
+        const QJsonObject document{
+            {QStringLiteral("source"), packagePath},
+            {QStringLiteral("package"), result},
+            {QStringLiteral("uuid"), uuid},
+            {QStringLiteral("sha256"), sha256Of(result)},
+            {QStringLiteral("bytes"), double(QFileInfo(result).size())},
+            {QStringLiteral("warnings"), QJsonArray::fromStringList(warnings)}};
+        out << QJsonDocument(document).toJson(QJsonDocument::Indented);
+    } else if (!Verbosity::quiet()) {
         out << "finalized " << result << " (uuid " << uuid << ")\n";
+    }
     return 0;
 }
 
