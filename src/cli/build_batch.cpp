@@ -121,6 +121,9 @@ QStringList BatchBuild::childArguments() const {
         arguments << QStringLiteral("--verbose");
     if (!m_settings.checks)
         arguments << QStringLiteral("--no-checks");
+    // The children read SOURCE_DATE_EPOCH from the environment they inherit, as this process did.
+    if (m_settings.fixedTime)
+        arguments << QStringLiteral("--reproducible");
     return arguments << QStringLiteral("--");
 }
 

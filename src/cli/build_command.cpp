@@ -17,12 +17,14 @@
 #include "cli/labelled_component.h"
 #include "cli/progress.h"
 #include "cli/recipe.h"
+#include "cli/reproducible_build.h"
 #include "package/builder.h"
 #include "platform/fs/fs.h"
 #include "platform/fs/scratch_area.h"
 #include "platform/fs/temporary_folder.h"
 #include "platform/layout/package_structure_description.h"
 #include "platform/media/media_log.h"
+#include "platform/model/build_clock.h"
 #include "platform/model/id_source.h"
 
 namespace Cli {
@@ -52,9 +54,12 @@ QString outputOf(const Recipe& recipe) {
 
 Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextStream& err) {
     Progress progress = settings.progress ? Progress() : Progress(false);
+    const ScopedBuildClock clock(settings.fixedTime);
     Recipe recipe = Recipe::load(recipePath);
     if (!settings.uuid.isEmpty())
         recipe.uuid = settings.uuid;  // the components' ids derive from it
+    else if (settings.fixedTime && recipe.uuid.isEmpty())
+        recipe.uuid = ReproducibleBuild::recipeUuid(recipePath).toString();
 
     const QPixmap preview = loadPreview(recipe);
     QString outputPath = settings.output.isEmpty() ? outputOf(recipe) : settings.output;
@@ -205,8 +210,12 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         QStringLiteral("Report the packages as JSON (path, uuid, size, SHA-256, warnings)."));
     const QCommandLineOption hashOption(QStringLiteral("print-hash"),
                                         QStringLiteral("Name each package's SHA-256."));
+    const QCommandLineOption reproducibleOption(
+        QStringLiteral("reproducible"),
+        QStringLiteral("Make the package a function of the recipe and its files: fixed time stamps "
+                       "(SOURCE_DATE_EPOCH, else 1980-01-01) and ids derived from the recipe."));
     parser.addOptions({outputOption, uuidOption, keepOption, strictOption, verboseOption,
-                       noChecksOption, jobsOption, jsonOption, hashOption});
+                       noChecksOption, jobsOption, jsonOption, hashOption, reproducibleOption});
     if (!parseCommandLine(parser, QStringLiteral("build"), arguments, out, -1,
                           QStringLiteral("a recipe file")))
         return 0;
@@ -219,6 +228,9 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     settings.verbose = parser.isSet(verboseOption);
     settings.checks = !parser.isSet(noChecksOption);
     settings.printHash = parser.isSet(hashOption);
+    settings.fixedTime = ReproducibleBuild::fixedTime(parser.isSet(reproducibleOption));
+    if (settings.fixedTime)
+        ReproducibleBuild::useUniversalTime();  // before any build's thread starts
     const QStringList recipes = parser.positionalArguments();
     int jobs = 0;
     if (parser.isSet(jobsOption)) {

@@ -4,6 +4,8 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include <optional>
+
 #include "cli/recipe.h"
 
 namespace Cli {
@@ -18,6 +20,10 @@ struct BuildSettings {
     bool checks = true;
     bool printHash = false;  // the plain report names each package's SHA-256
     bool progress = true;    // a progress line when stderr is a terminal
+    // The time stamped on everything packed, for a package that depends on its inputs alone
+    // (SOURCE_DATE_EPOCH or --reproducible); none: the files' own times and a random package id
+    // when the recipe gives none.
+    std::optional<qint64> fixedTime;
 };
 
 struct Built {
@@ -36,7 +42,8 @@ QString outputOf(const Recipe& recipe);
 // another std::exception) naming the recipe when it fails, having written nothing.
 Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextStream& err);
 
-// `packwright build RECIPE.json... [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [-j N] [--json]`
+// `packwright build RECIPE.json... [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [-j N] [--json]
+// [--reproducible]`
 int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& err);
 
 }  // namespace Cli
