@@ -10,9 +10,11 @@
 #include "cli/command_line.h"
 #include "cli/context_report.h"
 #include "cli/finalize_check.h"
+#include "cli/finalize_scope.h"
 #include "cli/input_guard.h"
 #include "cli/package_recipe.h"
 #include "cli/recipe.h"
+#include "cli/reproducible_build.h"
 #include "cli/terminal_text.h"
 #include "package/components/overlays/finalize_overlay.h"
 #include "package/extractor/extractor.h"
@@ -253,6 +255,10 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
     if (!parser.isSet(outputOption))
         throw Error(QStringLiteral("finalize: -o DIR is required (see packwright finalize --help)"),
                     2);
+    // With SOURCE_DATE_EPOCH, the finished package's bytes are fixed as a build's are.
+    const std::optional<qint64> fixedTime = ReproducibleBuild::fixedTime(false);
+    if (fixedTime)
+        ReproducibleBuild::useUniversalTime();
 
     const QString packagePath = existingPackage(parser.positionalArguments().front());
     const QString outputFolder = QFileInfo(parser.value(outputOption)).absoluteFilePath();
@@ -289,6 +295,7 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
     };
     QString uuid;
     try {
+        const FinalizeScope scope(manifest.uuid, fixedTime);
         uuid = Package::finalizeOverlay(&object, outputFolder);
     } catch (...) {
         dropFolder();
