@@ -128,6 +128,9 @@ QStringList BatchBuild::childArguments() const {
         arguments << QStringLiteral("--quiet");
     if (!m_settings.checks)
         arguments << QStringLiteral("--no-checks");
+    // The children read SOURCE_DATE_EPOCH from the environment they inherit, as this process did.
+    if (m_settings.fixedTime)
+        arguments << QStringLiteral("--reproducible");
     return arguments << QStringLiteral("--");
 }
 

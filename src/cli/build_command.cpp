@@ -18,6 +18,7 @@
 #include "cli/labelled_component.h"
 #include "cli/progress.h"
 #include "cli/recipe.h"
+#include "cli/reproducible_build.h"
 #include "cli/standard_streams.h"
 #include "cli/verbosity.h"
 #include "package/builder.h"
@@ -26,6 +27,7 @@
 #include "platform/fs/temporary_folder.h"
 #include "platform/layout/package_structure_description.h"
 #include "platform/media/media_log.h"
+#include "platform/model/build_clock.h"
 #include "platform/model/id_source.h"
 
 namespace Cli {
@@ -45,14 +47,25 @@ QPixmap loadPreview(const Recipe& recipe) {
     return QPixmap::fromImage(image);
 }
 
+// The recipe's text, from its file or, for "-", from the standard input.
+QByteArray recipeText(const QString& argument) {
+    if (StandardStreams::isDash(argument))
+        return StandardStreams::readInput();
+    QFile file(argument);
+    if (!file.open(QIODevice::ReadOnly))
+        throw Error(
+            QStringLiteral("%1: cannot read the recipe: %2").arg(argument, file.errorString()));
+    return file.readAll();
+}
+
 }  // namespace
 
 Recipe loadRecipe(const QString& argument) {
-    if (!StandardStreams::isDash(argument))
-        return Recipe::load(argument);
-    // A name with no folder: the recipe's folder, against which its paths resolve, is the
+    // A recipe from the standard input has a name with no folder: its paths resolve against the
     // current one.
-    return Recipe::parse(StandardStreams::readInput(), StandardStreams::inputName());
+    return Recipe::parse(recipeText(argument), StandardStreams::isDash(argument)
+                                                   ? StandardStreams::inputName()
+                                                   : argument);
 }
 
 QString outputOf(const Recipe& recipe) {
@@ -63,9 +76,14 @@ QString outputOf(const Recipe& recipe) {
 
 Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextStream& err) {
     Progress progress = settings.progress ? Progress() : Progress(false);
-    Recipe recipe = loadRecipe(recipePath);
+    const ScopedBuildClock clock(settings.fixedTime);
+    const QByteArray text = recipeText(recipePath);
+    Recipe recipe = Recipe::parse(
+        text, StandardStreams::isDash(recipePath) ? StandardStreams::inputName() : recipePath);
     if (!settings.uuid.isEmpty())
         recipe.uuid = settings.uuid;  // the components' ids derive from it
+    else if (settings.fixedTime && recipe.uuid.isEmpty())
+        recipe.uuid = ReproducibleBuild::recipeUuid(text).toString();
 
     const QPixmap preview = loadPreview(recipe);
     QString outputPath = settings.output.isEmpty() ? outputOf(recipe) : settings.output;
@@ -242,8 +260,13 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         QStringLiteral("Report the packages as JSON (path, uuid, size, SHA-256, warnings)."));
     const QCommandLineOption hashOption(QStringLiteral("print-hash"),
                                         QStringLiteral("Name each package's SHA-256."));
+    const QCommandLineOption reproducibleOption(
+        QStringLiteral("reproducible"),
+        QStringLiteral("Make the package a function of the recipe and its files: fixed time stamps "
+                       "(SOURCE_DATE_EPOCH, else 1980-01-01) and ids derived from the recipe."));
     parser.addOptions({outputOption, forceOption, uuidOption, keepOption, strictOption,
-                       verboseOption, noChecksOption, jobsOption, jsonOption, hashOption});
+                       verboseOption, noChecksOption, jobsOption, jsonOption, hashOption,
+                       reproducibleOption});
     if (!parseCommandLine(parser, QStringLiteral("build"), arguments, out, -1,
                           QStringLiteral("a recipe file")))
         return 0;
@@ -257,6 +280,9 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     settings.checks = !parser.isSet(noChecksOption);
     settings.printHash = parser.isSet(hashOption);
     settings.force = parser.isSet(forceOption);
+    settings.fixedTime = ReproducibleBuild::fixedTime(parser.isSet(reproducibleOption));
+    if (settings.fixedTime)
+        ReproducibleBuild::useUniversalTime();  // before any build's thread starts
     const QStringList recipes = parser.positionalArguments();
     if (recipes.size() > 1 && recipes.contains(QStringLiteral("-")))
         throw Error(QStringLiteral("build: - (the recipe on standard input) must be the only "

@@ -4,6 +4,8 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include <optional>
+
 #include "cli/recipe.h"
 
 namespace Cli {
@@ -20,6 +22,10 @@ struct BuildSettings {
     bool hash = true;        // work out the package's SHA-256 (reading it back whole)
     bool progress = true;    // a progress line when stderr is a terminal
     bool force = false;      // an -o file that exists is replaced rather than refused
+    // The time stamped on everything packed, for a package that depends on its inputs alone
+    // (SOURCE_DATE_EPOCH or --reproducible); none: the files' own times and a random package id
+    // when the recipe gives none.
+    std::optional<qint64> fixedTime;
 };
 
 struct Built {
@@ -43,7 +49,8 @@ QString outputOf(const Recipe& recipe);
 // another std::exception) naming the recipe when it fails, having written nothing.
 Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextStream& err);
 
-// `packwright build RECIPE.json... [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [-j N] [--json]`
+// `packwright build RECIPE.json... [-o OUT.qpack] [--uuid ID] [--keep-work DIR] [-j N] [--json]
+// [--reproducible]`
 int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& err);
 
 }  // namespace Cli

@@ -14,9 +14,11 @@
 #include "cli/context_report.h"
 #include "cli/file_hash.h"
 #include "cli/finalize_check.h"
+#include "cli/finalize_scope.h"
 #include "cli/input_guard.h"
 #include "cli/package_recipe.h"
 #include "cli/recipe.h"
+#include "cli/reproducible_build.h"
 #include "cli/standard_streams.h"
 #include "cli/terminal_text.h"
 #include "cli/verbosity.h"
@@ -308,6 +310,10 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
     if (into.isEmpty())
         throw Error(QStringLiteral("finalize: -C DIR is required (see packwright finalize --help)"),
                     2);
+    // With SOURCE_DATE_EPOCH, the finished package's bytes are fixed as a build's are.
+    const std::optional<qint64> fixedTime = ReproducibleBuild::fixedTime(false);
+    if (fixedTime)
+        ReproducibleBuild::useUniversalTime();
 
     const QString packagePath = existingPackage(parser.positionalArguments().front());
     const QString outputFolder = QFileInfo(into).absoluteFilePath();
@@ -344,6 +350,7 @@ int finalizeCommand(const QStringList& arguments, QTextStream& out, QTextStream&
     };
     QString uuid;
     try {
+        const FinalizeScope scope(manifest.uuid, fixedTime);
         uuid = Package::finalizeOverlay(&object, outputFolder);
     } catch (...) {
         dropFolder();

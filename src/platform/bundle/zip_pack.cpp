@@ -17,6 +17,7 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <exception>
 #include <memory>
 #include <thread>
@@ -27,6 +28,7 @@
 #include "platform/bundle/zip_support.h"
 #include "platform/fs/env.h"
 #include "platform/fs/temporary_paths.h"
+#include "platform/model/build_clock.h"
 
 namespace Bundle::Zip {
 using namespace detail;
@@ -111,6 +113,23 @@ void collect(const Packer& packer, const QByteArray& root, const QByteArray& rel
         collect(packer, root, sub, skip, items);
 }
 
+// Gives every entry the same time and permission bits. A zip holds local time (libzip converts
+// with localtime), so the time is the one whose local fields read as the fixed time's UTC ones:
+// where TZ is UTC, the fixed time itself.
+void stampAll(qint64 fixedTime, std::vector<Item>& items) {
+    constexpr qint64 kFirst = 315532800;  // 1980-01-01 00:00:00 UTC, the first time a zip holds
+    constexpr qint64 kLast = 4354819198;  // 2107-12-31 23:59:58 UTC, the last one
+    const time_t utc = time_t(std::clamp(fixedTime, kFirst, kLast));
+    struct tm fields;
+    ::gmtime_r(&utc, &fields);
+    fields.tm_isdst = -1;
+    const time_t local = ::mktime(&fields);
+    for (Item& item : items) {
+        item.mtime = local;
+        item.mode = item.isDir ? 0755 : 0644;
+    }
+}
+
 // libzip removes an archive that ends up with no entries instead of writing one.
 void writeEmptyArchive(const QString& packagePath) {
     static const char kEndOfCentralDirectory[22] = {0x50, 0x4b, 0x05, 0x06};
@@ -184,6 +203,8 @@ void compressAll(const QString& packagePath, const QString& folder, const PackOp
     collect(packer, root, QByteArray(), packageExists ? &existing : nullptr, items);
     std::sort(items.begin(), items.end(),
               [](const Item& a, const Item& b) { return a.name < b.name; });
+    if (const std::optional<qint64> fixedTime = BuildClock::fixedTime())
+        stampAll(*fixedTime, items);
     qint64 total = 0;
     for (const Item& item : items)
         total += item.isDir ? 0 : item.size + 1;

@@ -1,5 +1,6 @@
 #include "platform/model/package_object.h"
 
+#include "platform/model/build_clock.h"
 #include "platform/serialize/collections.h"
 #include "platform/serialize/type_registry.h"
 
@@ -21,7 +22,9 @@ void CollectionAddOn::Deserialize(Serialize::IDeserializer& d) {
 }
 
 void Object::Serialize(Serialize::ISerializer& s) const {
-    s.write("folder", folder);
+    // A reproducible build keeps the building machine's paths out; readers take the folder that
+    // they unpack into instead of this one in any case.
+    s.write("folder", BuildClock::recordedFolder(folder));
     s.write("name", name);
     Serialize::writeObjectArray(s, "presetAddOns", presetAddOns);
     Serialize::writeObjectArray(s, "transitionAddOns", transitionAddOns);
