@@ -18,10 +18,22 @@ int checkCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
                                  QStringLiteral("The recipe file (JSON)."));
     const QCommandLineOption jsonOption(QStringLiteral("json"),
                                         QStringLiteral("Print the findings as JSON."));
-    parser.addOption(jsonOption);
+    const QCommandLineOption jobsOption(
+        {QStringLiteral("j"), QStringLiteral("jobs")},
+        QStringLiteral("Check N files at a time (default: one per core)."), QStringLiteral("N"));
+    parser.addOptions({jsonOption, jobsOption});
     if (!parseCommandLine(parser, QStringLiteral("check"), arguments, out, 1,
                           QStringLiteral("one recipe file")))
         return 0;
+    int jobs = 0;
+    if (parser.isSet(jobsOption)) {
+        bool ok = false;
+        jobs = parser.value(jobsOption).toInt(&ok);
+        if (!ok || jobs < 1)
+            throw Error(QStringLiteral("check: -j needs a whole number of at least 1, not '%1'")
+                            .arg(parser.value(jobsOption)),
+                        2);
+    }
 
     Recipe recipe;
     try {
@@ -44,7 +56,7 @@ int checkCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
         for (const QString& warning : warnings)
             report.add(Finding::fromMessage(Finding::Warning, warning, recipe.path, entry.index));
     }
-    RecipeChecker::check(recipe, report);
+    RecipeChecker::check(recipe, report, jobs);
 
     if (parser.isSet(jsonOption))
         out << QJsonDocument(report.toJson(recipe.path)).toJson(QJsonDocument::Indented);

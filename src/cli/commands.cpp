@@ -31,7 +31,7 @@ const char* const kUsage =
     "  build RECIPE.json... [-j N] [--json] [--print-hash] [--strict] [-v] [--no-checks]\n"
     "                    build the package of every recipe, N at a time (default: one per\n"
     "                    core); exit code 1 when any failed\n"
-    "  check RECIPE.json [--json]\n"
+    "  check RECIPE.json [--json] [-j N]\n"
     "                    check a recipe's LUTs, shaders, media and resource names, writing\n"
     "                    nothing; exit code 1 when there are errors\n"
     "  inspect PACKAGE.qpack [--json]\n"

@@ -5,6 +5,7 @@
 #include <QSet>
 #include <vector>
 
+#include "cli/checks/check_queue.h"
 #include "cli/checks/lut_check.h"
 #include "cli/checks/media_check.h"
 #include "cli/checks/resource_clash_check.h"
@@ -19,16 +20,18 @@ namespace {
 
 class ComponentCheck {
 public:
-    ComponentCheck(const Recipe& recipe, const ComponentEntry& entry, CheckReport& report,
+    ComponentCheck(const Recipe& recipe, const ComponentEntry& entry, CheckQueue& queue,
                    std::vector<ResourceSource>& resources)
-        : m_recipe(recipe), m_entry(entry), m_report(report), m_resources(resources) {}
+        : m_recipe(recipe), m_entry(entry), m_queue(queue), m_resources(resources) {}
 
     void run() {
         const QString& kind = m_entry.kind;
         if (kind == QLatin1String("lut-effect")) {
             const QString lut = existingFile(QStringLiteral("lut"));
             if (!lut.isEmpty())
-                LutCheck::check(lut, place(QStringLiteral("lut")), m_report);
+                m_queue.add([lut, at = place(QStringLiteral("lut"))](CheckReport& report) {
+                    LutCheck::check(lut, at, report);
+                });
             copied(QStringLiteral("lut"));
         } else if (kind == QLatin1String("shader-effect") ||
                    kind == QLatin1String("shader-transition")) {
@@ -39,7 +42,10 @@ public:
             use.supportsIntensity =
                 m_entry.fields.value(QStringLiteral("supportsIntensity")).toBool();
             if (!shader.isEmpty())
-                ShaderCheck::check(shader, use, place(QStringLiteral("shader")), m_report);
+                m_queue.add(
+                    [shader, use, at = place(QStringLiteral("shader"))](CheckReport& report) {
+                        ShaderCheck::check(shader, use, at, report);
+                    });
             copied(QStringLiteral("shader"));
             copied(QStringLiteral("auxImage"), MediaCheck::Image);
         } else if (kind == QLatin1String("mask-transition")) {
@@ -55,11 +61,11 @@ public:
             // The editable form keeps each video's timing from the timeline.
             if (kind == QLatin1String("intermediate-overlay") &&
                 m_entry.fields.value(QStringLiteral("useMediaTiming")).toBool())
-                m_report.add({m_entry.index, QStringLiteral("useMediaTiming"), QString()},
-                             Finding::Warning,
-                             QStringLiteral("an intermediate overlay cannot keep its videos' own "
-                                            "timing: the editable form holds the timeline's, so "
-                                            "useMediaTiming is ignored"));
+                m_queue.add({m_entry.index, QStringLiteral("useMediaTiming"), QString()},
+                            Finding::Warning,
+                            QStringLiteral("an intermediate overlay cannot keep its videos' own "
+                                           "timing: the editable form holds the timeline's, so "
+                                           "useMediaTiming is ignored"));
         } else if (kind == QLatin1String("overlay")) {
             // Video clips become extra video, each with a still rendered beside it.
             timelineMedia(true);
@@ -93,7 +99,7 @@ private:
             return;
         m_resources.push_back({place(field), FS::fileName(path), path, false});
         if (expected >= 0)
-            MediaCheck::check(path, MediaCheck::Expected(expected), place(field), m_report);
+            probe(path, MediaCheck::Expected(expected), place(field));
     }
 
     int importExpected() const {
@@ -138,7 +144,7 @@ private:
             // as they are, for the editor to read.
             if (withStills && !probed.contains(clip.path)) {
                 probed.insert(clip.path);
-                MediaCheck::check(clip.path, MediaCheck::Video, at, m_report);
+                probe(clip.path, MediaCheck::Video, at);
             }
             m_resources.push_back({at, FS::fileName(clip.path), clip.path, false});
             if (withStills)
@@ -147,23 +153,32 @@ private:
         }
     }
 
+    void probe(const QString& path, MediaCheck::Expected expected, const CheckPlace& at) {
+        m_queue.add([path, expected, at](CheckReport& report) {
+            MediaCheck::check(path, expected, at, report);
+        });
+    }
+
     const Recipe& m_recipe;
     const ComponentEntry& m_entry;
-    CheckReport& m_report;
+    CheckQueue& m_queue;
     std::vector<ResourceSource>& m_resources;
 };
 
 }  // namespace
 
-void RecipeChecker::check(const Recipe& recipe, CheckReport& report) {
+void RecipeChecker::check(const Recipe& recipe, CheckReport& report, int threads) {
+    CheckQueue queue;
     if (!recipe.previewPath.isEmpty())
-        MediaCheck::check(recipe.previewPath, MediaCheck::Image,
-                          {-1, QStringLiteral("preview"),
-                           QDir(recipe.folder).relativeFilePath(recipe.previewPath)},
-                          report);
+        queue.add(
+            [path = recipe.previewPath,
+             at = CheckPlace(-1, QStringLiteral("preview"),
+                             QDir(recipe.folder).relativeFilePath(recipe.previewPath))](
+                CheckReport& report) { MediaCheck::check(path, MediaCheck::Image, at, report); });
     std::vector<ResourceSource> resources;
     for (const ComponentEntry& entry : recipe.components)
-        ComponentCheck(recipe, entry, report, resources).run();
+        ComponentCheck(recipe, entry, queue, resources).run();
+    queue.run(report, threads);
     ResourceClashCheck::check(resources, report);
 }
 

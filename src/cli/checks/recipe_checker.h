@@ -10,10 +10,12 @@ namespace Cli {
 // preview, auxiliary images, masks, overlay clips, imports and timeline media) and the names at
 // which files land in the package's resources (ResourceClashCheck). It reads the component fields
 // that name files and leaves everything else, malformed fields and missing files included, to the
-// recipe reader (ComponentFactory), which reports those. Owns nothing.
+// recipe reader (ComponentFactory), which reports those. The files are checked `threads` at a
+// time (0: one per core); the findings come in the order of the components all the same. Owns
+// nothing.
 class RecipeChecker {
 public:
-    static void check(const Recipe& recipe, CheckReport& report);
+    static void check(const Recipe& recipe, CheckReport& report, int threads = 0);
 };
 
 }  // namespace Cli
