@@ -121,6 +121,8 @@ QStringList BatchBuild::childArguments() const {
         arguments << QStringLiteral("--verbose");
     if (!m_settings.checks)
         arguments << QStringLiteral("--no-checks");
+    if (!m_settings.checkCache)
+        arguments << QStringLiteral("--no-cache");
     return arguments << QStringLiteral("--");
 }
 

@@ -8,6 +8,7 @@
 
 #include <optional>
 
+#include "cli/checks/check_cache.h"
 #include "cli/checks/recipe_checker.h"
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
@@ -82,8 +83,10 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
     // The content checks (docs/checks.md): their errors, and with --strict their warnings, stop
     // the build before anything is written.
     CheckReport checks;
-    if (settings.checks)
-        RecipeChecker::check(recipe, checks);
+    if (settings.checks) {
+        const CheckCache cache(settings.checkCache ? CheckCache::defaultFolder() : QString());
+        RecipeChecker::check(recipe, checks, 0, &cache);
+    }
     for (const Finding& finding : checks.findings())
         err << "packwright: " << finding.toText(recipe.path) << "\n";
     err.flush();
@@ -197,6 +200,9 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     const QCommandLineOption noChecksOption(
         QStringLiteral("no-checks"),
         QStringLiteral("Skip the content checks of LUTs, shaders, media and resource names."));
+    const QCommandLineOption noCacheOption(
+        QStringLiteral("no-cache"),
+        QStringLiteral("Check every file again, without the findings kept from earlier runs."));
     const QCommandLineOption jobsOption(
         {QStringLiteral("j"), QStringLiteral("jobs")},
         QStringLiteral("Build N packages at a time (default: one per core)."), QStringLiteral("N"));
@@ -206,7 +212,7 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     const QCommandLineOption hashOption(QStringLiteral("print-hash"),
                                         QStringLiteral("Name each package's SHA-256."));
     parser.addOptions({outputOption, uuidOption, keepOption, strictOption, verboseOption,
-                       noChecksOption, jobsOption, jsonOption, hashOption});
+                       noChecksOption, noCacheOption, jobsOption, jsonOption, hashOption});
     if (!parseCommandLine(parser, QStringLiteral("build"), arguments, out, -1,
                           QStringLiteral("a recipe file")))
         return 0;
@@ -218,6 +224,7 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     settings.strict = parser.isSet(strictOption);
     settings.verbose = parser.isSet(verboseOption);
     settings.checks = !parser.isSet(noChecksOption);
+    settings.checkCache = !parser.isSet(noCacheOption);
     settings.printHash = parser.isSet(hashOption);
     const QStringList recipes = parser.positionalArguments();
     int jobs = 0;

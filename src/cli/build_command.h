@@ -16,6 +16,7 @@ struct BuildSettings {
     bool strict = false;
     bool verbose = false;
     bool checks = true;
+    bool checkCache = true;  // the content checks keep and reuse their findings (CheckCache)
     bool printHash = false;  // the plain report names each package's SHA-256
     bool progress = true;    // a progress line when stderr is a terminal
 };

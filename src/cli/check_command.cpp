@@ -3,6 +3,7 @@
 #include <QCommandLineParser>
 #include <QJsonDocument>
 
+#include "cli/checks/check_cache.h"
 #include "cli/checks/recipe_checker.h"
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
@@ -21,7 +22,10 @@ int checkCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
     const QCommandLineOption jobsOption(
         {QStringLiteral("j"), QStringLiteral("jobs")},
         QStringLiteral("Check N files at a time (default: one per core)."), QStringLiteral("N"));
-    parser.addOptions({jsonOption, jobsOption});
+    const QCommandLineOption noCacheOption(
+        QStringLiteral("no-cache"),
+        QStringLiteral("Check every file again, without the findings kept from earlier runs."));
+    parser.addOptions({jsonOption, jobsOption, noCacheOption});
     if (!parseCommandLine(parser, QStringLiteral("check"), arguments, out, 1,
                           QStringLiteral("one recipe file")))
         return 0;
@@ -56,7 +60,8 @@ int checkCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
         for (const QString& warning : warnings)
             report.add(Finding::fromMessage(Finding::Warning, warning, recipe.path, entry.index));
     }
-    RecipeChecker::check(recipe, report, jobs);
+    const CheckCache cache(parser.isSet(noCacheOption) ? QString() : CheckCache::defaultFolder());
+    RecipeChecker::check(recipe, report, jobs, &cache);
 
     if (parser.isSet(jsonOption))
         out << QJsonDocument(report.toJson(recipe.path)).toJson(QJsonDocument::Indented);

@@ -5,6 +5,7 @@
 #include <QSet>
 #include <vector>
 
+#include "cli/checks/check_cache.h"
 #include "cli/checks/check_queue.h"
 #include "cli/checks/lut_check.h"
 #include "cli/checks/media_check.h"
@@ -18,20 +19,40 @@
 namespace Cli {
 namespace {
 
+// Video and audio larger than this are checked without the cache: the check reads little more
+// than their head, and hashing the whole file would cost more than it saves.
+constexpr qint64 kLargestKeptMedia = 64 << 20;
+
+// Queues the check of one file, through the cache when there is one.
+void queueFileCheck(CheckQueue& queue, const CheckCache* cache, const QString& what,
+                    const QString& path, const CheckPlace& at, CheckCache::Check check) {
+    queue.add([=](CheckReport& report) {
+        if (cache)
+            cache->run(what, path, at, report, check);
+        else
+            check(report);
+    });
+}
+
 class ComponentCheck {
 public:
     ComponentCheck(const Recipe& recipe, const ComponentEntry& entry, CheckQueue& queue,
-                   std::vector<ResourceSource>& resources)
-        : m_recipe(recipe), m_entry(entry), m_queue(queue), m_resources(resources) {}
+                   const CheckCache* cache, std::vector<ResourceSource>& resources)
+        : m_recipe(recipe),
+          m_entry(entry),
+          m_queue(queue),
+          m_cache(cache),
+          m_resources(resources) {}
 
     void run() {
         const QString& kind = m_entry.kind;
         if (kind == QLatin1String("lut-effect")) {
             const QString lut = existingFile(QStringLiteral("lut"));
+            const CheckPlace at = place(QStringLiteral("lut"));
             if (!lut.isEmpty())
-                m_queue.add([lut, at = place(QStringLiteral("lut"))](CheckReport& report) {
-                    LutCheck::check(lut, at, report);
-                });
+                queueFileCheck(
+                    m_queue, m_cache, QStringLiteral("lut"), lut, at,
+                    [lut, at](CheckReport& report) { LutCheck::check(lut, at, report); });
             copied(QStringLiteral("lut"));
         } else if (kind == QLatin1String("shader-effect") ||
                    kind == QLatin1String("shader-transition")) {
@@ -41,11 +62,16 @@ public:
             use.hasAuxImage = !existingFile(QStringLiteral("auxImage")).isEmpty();
             use.supportsIntensity =
                 m_entry.fields.value(QStringLiteral("supportsIntensity")).toBool();
+            const CheckPlace at = place(QStringLiteral("shader"));
+            const QString what =
+                QStringLiteral("shader %1%2%3")
+                    .arg(use.transition ? "transition" : "effect", use.hasAuxImage ? " aux" : "",
+                         use.supportsIntensity ? " intensity" : "");
             if (!shader.isEmpty())
-                m_queue.add(
-                    [shader, use, at = place(QStringLiteral("shader"))](CheckReport& report) {
-                        ShaderCheck::check(shader, use, at, report);
-                    });
+                queueFileCheck(m_queue, m_cache, what, shader, at,
+                               [shader, use, at](CheckReport& report) {
+                                   ShaderCheck::check(shader, use, at, report);
+                               });
             copied(QStringLiteral("shader"));
             copied(QStringLiteral("auxImage"), MediaCheck::Image);
         } else if (kind == QLatin1String("mask-transition")) {
@@ -154,30 +180,39 @@ private:
     }
 
     void probe(const QString& path, MediaCheck::Expected expected, const CheckPlace& at) {
-        m_queue.add([path, expected, at](CheckReport& report) {
-            MediaCheck::check(path, expected, at, report);
-        });
+        const bool large =
+            expected != MediaCheck::Image && QFileInfo(path).size() > kLargestKeptMedia;
+        queueFileCheck(m_queue, large ? nullptr : m_cache,
+                       QStringLiteral("media %1").arg(int(expected)), path, at,
+                       [path, expected, at](CheckReport& report) {
+                           MediaCheck::check(path, expected, at, report);
+                       });
     }
 
     const Recipe& m_recipe;
     const ComponentEntry& m_entry;
     CheckQueue& m_queue;
+    const CheckCache* m_cache;
     std::vector<ResourceSource>& m_resources;
 };
 
 }  // namespace
 
-void RecipeChecker::check(const Recipe& recipe, CheckReport& report, int threads) {
+void RecipeChecker::check(const Recipe& recipe, CheckReport& report, int threads,
+                          const CheckCache* cache) {
     CheckQueue queue;
-    if (!recipe.previewPath.isEmpty())
-        queue.add(
-            [path = recipe.previewPath,
-             at = CheckPlace(-1, QStringLiteral("preview"),
-                             QDir(recipe.folder).relativeFilePath(recipe.previewPath))](
-                CheckReport& report) { MediaCheck::check(path, MediaCheck::Image, at, report); });
+    if (!recipe.previewPath.isEmpty()) {
+        const QString path = recipe.previewPath;
+        const CheckPlace at(-1, QStringLiteral("preview"),
+                            QDir(recipe.folder).relativeFilePath(path));
+        queueFileCheck(queue, cache, QStringLiteral("media %1").arg(int(MediaCheck::Image)), path,
+                       at, [path, at](CheckReport& report) {
+                           MediaCheck::check(path, MediaCheck::Image, at, report);
+                       });
+    }
     std::vector<ResourceSource> resources;
     for (const ComponentEntry& entry : recipe.components)
-        ComponentCheck(recipe, entry, queue, resources).run();
+        ComponentCheck(recipe, entry, queue, cache, resources).run();
     queue.run(report, threads);
     ResourceClashCheck::check(resources, report);
 }
