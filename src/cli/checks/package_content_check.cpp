@@ -273,6 +273,7 @@ void PackageContentCheck::check(const QString& folder, const Bundle::PackageMani
         }
     }
     queue.run(report, threads);
+    LutCheck::forgetLoaded();
     PackageClashCheck::check(uses, report);
 }
 

@@ -214,6 +214,7 @@ void RecipeChecker::check(const Recipe& recipe, CheckReport& report, int threads
     for (const ComponentEntry& entry : recipe.components)
         ComponentCheck(recipe, entry, queue, cache, resources).run();
     queue.run(report, threads);
+    LutCheck::forgetLoaded();
     ResourceClashCheck::check(resources, report);
 }
 
