@@ -13,8 +13,9 @@ namespace Cli {
 
 int checkCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Checks a recipe's content (LUTs, shaders, resource names) without writing anything."));
+    parser.setApplicationDescription(
+        QStringLiteral("Checks a recipe's content (LUTs, shaders, resource names); writes nothing "
+                       "but its cache."));
     parser.addPositionalArgument(QStringLiteral("recipe"),
                                  QStringLiteral("The recipe file (JSON)."));
     const QCommandLineOption jsonOption(QStringLiteral("json"),
