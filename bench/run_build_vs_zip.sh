@@ -3,12 +3,16 @@
 # files, and `packwright open` against `unzip -q`, from one run of interleaved pairs.
 #
 #   bench/run_build_vs_zip.sh [--scale N] [--pairs N] [--build DIR] [--dir DIR] [--no-checks]
+#                             [--no-cache | --cold-cache]
 #
 # The workload is generated once per scale, deterministically, with FFmpeg's lavfi sources: 6 H.264
 # clips (about 89 MB), 40 PNG stills (about 37 MB), 60 .cube LUTs (about 58 MB of text) and 40
 # shaders, as 146 components of one recipe. --scale 8 gives 8 times as many files of each kind
 # (about 1.5 GB). --no-checks passes the option on to the build, leaving out the content checks
-# (LUTs parsed, shaders compiled, media probed), which zip has no counterpart of. Prints the medians, their ratios, the package sizes and the peak memory of each.
+# (LUTs parsed, shaders compiled, media probed), which zip has no counterpart of. The checks keep
+# their findings in a cache of the benchmark's own (in the workload's folder): after the first build
+# they come from there; --cold-cache empties it before every build, --no-cache passes the option on.
+# Prints the medians, their ratios, the package sizes and the peak memory of each.
 set -euo pipefail
 
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -17,6 +21,7 @@ pairs=5
 build="$root/build"
 dir="${TMPDIR:-/var/tmp}/packwright-build-vs-zip"
 flags=()
+cold=0
 while [ $# -gt 0 ]; do
   case "$1" in
     --scale) scale="$2"; shift 2 ;;
@@ -24,6 +29,8 @@ while [ $# -gt 0 ]; do
     --build) build="$2"; shift 2 ;;
     --dir) dir="$2"; shift 2 ;;
     --no-checks) flags+=(--no-checks); shift ;;
+    --no-cache) flags+=(--no-cache); shift ;;
+    --cold-cache) cold=1; shift ;;
     *) echo "run_build_vs_zip: unknown argument $1" >&2; exit 2 ;;
   esac
 done
@@ -96,9 +103,11 @@ timed() {
   awk '{ print $1, $2, $3 + $4 }' "$work/time.txt"
 }
 
+export XDG_CACHE_HOME="$work/cache"
 declare -a build_s build_kb zip_s zip_kb open_s open_kb unzip_s unzip_kb build_cpu zip_cpu
 for ((p = 0; p < pairs; p++)); do
   rm -f "$work/bench.qpack" "$work/zip.zip"
+  [ "$cold" = 1 ] && rm -rf "$XDG_CACHE_HOME"
   read -r s kb cpu < <(timed "$tool" build "$src/recipe.json" "${flags[@]}")
   build_s+=("$s"); build_kb+=("$kb"); build_cpu+=("$cpu")
   read -r s kb cpu < <(cd "$src" && timed zip -r -q -n .mp4:.png "$work/zip.zip" media stills luts shaders)

@@ -9,7 +9,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   qtbase5-dev libboost-dev libzip-dev libdeflate-dev zlib1g-dev
   libavformat-dev libavcodec-dev libswscale-dev libavutil-dev
-  libopencolorio-dev glslang-dev
+  libopencolorio-dev glslang-dev libxxhash-dev
   libegl-dev libopengl-dev libgl-dev libegl-mesa0 libgl1-mesa-dri
   libgtest-dev libgmock-dev libbenchmark-dev
   zip unzip ffmpeg

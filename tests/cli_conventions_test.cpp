@@ -79,7 +79,7 @@ TEST(Conventions, TheRecipeComesFromStandardInputWithPathsFromTheCurrentFolder) 
     const Piped broken = runIn(dir.path(), {"build", "-", "-o", "x.qpack"},
                                R"({"name": "B", "preview": "absent.png", "components": []})");
     EXPECT_EQ(broken.code, 1);
-    EXPECT_TRUE(broken.errors.contains("<stdin>: preview: cannot read the image " +
+    EXPECT_TRUE(broken.errors.contains("<stdin>: previewPath: cannot read the image " +
                                        dir.filePath("absent.png")))
         << broken.errors.toStdString();
     EXPECT_EQ(runIn(dir.path(), {"check", "-"}, "not json").code, 2);
@@ -223,11 +223,15 @@ TEST(Conventions, FinalizeWritesIntoDashCAndTakesTheOldSpellingWithAWarning) {
 
     // The finished package is there now: refused, then replaced with --force.
     EXPECT_EQ(tool({"finalize", editable, "--into", dir.filePath("out")}).code, 1);
+    // Spoil the refused file, so that replacing it shows.
+    TestSupport::writeFile(finished, "not a package");
     const auto old = tool({"finalize", editable, "-o", dir.filePath("out"), "--force", "--json"});
     EXPECT_EQ(old.code, 0) << old.errors.toStdString();
     EXPECT_TRUE(old.errors.contains("warning: finalize: -o DIR is the old spelling of -C DIR"));
     const QJsonObject again = QJsonDocument::fromJson(old.output.toUtf8()).object();
-    EXPECT_NE(again.value("uuid"), report.value("uuid"));
+    // Finalizing one package again gives the same ids.
+    EXPECT_EQ(again.value("uuid"), report.value("uuid"));
+    EXPECT_EQ(again.value("sha256"), sha256(TestSupport::readFile(finished)));
     EXPECT_EQ(again.value("warnings").toArray().size(), 1);
     EXPECT_EQ(QDir(dir.filePath("out")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries),
               QStringList{QFileInfo(finished).fileName()});

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QGuiApplication>
+#include <QTemporaryDir>
 #include <cstdio>
 
 #include "cli/message_filter.h"
@@ -13,6 +14,9 @@ int main(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
+    // The content checks keep their findings in a cache of this run's own, not in the user's.
+    QTemporaryDir cache;
+    qputenv("XDG_CACHE_HOME", cache.path().toUtf8());
     // Reopening packages loads their stored items through the collection, as in the editor.
     EditorCollection::CollectionService collection;
     ::testing::InitGoogleTest(&argc, argv);

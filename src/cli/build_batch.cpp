@@ -131,6 +131,8 @@ QStringList BatchBuild::childArguments() const {
     // The children read SOURCE_DATE_EPOCH from the environment they inherit, as this process did.
     if (m_settings.fixedTime)
         arguments << QStringLiteral("--reproducible");
+    if (!m_settings.checkCache)
+        arguments << QStringLiteral("--no-cache");
     return arguments << QStringLiteral("--");
 }
 

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "cli/checks/check_cache.h"
 #include "cli/checks/recipe_checker.h"
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
@@ -116,8 +117,10 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
     // The content checks (docs/checks.md): their errors, and with --strict their warnings, stop
     // the build before anything is written.
     CheckReport checks;
-    if (settings.checks)
-        RecipeChecker::check(recipe, checks);
+    if (settings.checks) {
+        const CheckCache cache(settings.checkCache ? CheckCache::defaultFolder() : QString());
+        RecipeChecker::check(recipe, checks, 0, &cache);
+    }
     for (const Finding& finding : checks.findings()) {
         err << "packwright: " << finding.toText(recipe.path) << "\n";
         if (finding.severity == Finding::Warning)
@@ -252,6 +255,9 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     const QCommandLineOption noChecksOption(
         QStringLiteral("no-checks"),
         QStringLiteral("Skip the content checks of LUTs, shaders, media and resource names."));
+    const QCommandLineOption noCacheOption(
+        QStringLiteral("no-cache"),
+        QStringLiteral("Check every file again, without the findings kept from earlier runs."));
     const QCommandLineOption jobsOption(
         {QStringLiteral("j"), QStringLiteral("jobs")},
         QStringLiteral("Build N packages at a time (default: one per core)."), QStringLiteral("N"));
@@ -265,8 +271,8 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
         QStringLiteral("Make the package a function of the recipe and its files: fixed time stamps "
                        "(SOURCE_DATE_EPOCH, else 1980-01-01) and ids derived from the recipe."));
     parser.addOptions({outputOption, forceOption, uuidOption, keepOption, strictOption,
-                       verboseOption, noChecksOption, jobsOption, jsonOption, hashOption,
-                       reproducibleOption});
+                       verboseOption, noChecksOption, noCacheOption, jobsOption, jsonOption,
+                       hashOption, reproducibleOption});
     if (!parseCommandLine(parser, QStringLiteral("build"), arguments, out, -1,
                           QStringLiteral("a recipe file")))
         return 0;
@@ -278,6 +284,7 @@ int buildCommand(const QStringList& arguments, QTextStream& out, QTextStream& er
     settings.strict = parser.isSet(strictOption);
     settings.verbose = parser.isSet(verboseOption);
     settings.checks = !parser.isSet(noChecksOption);
+    settings.checkCache = !parser.isSet(noCacheOption);
     settings.printHash = parser.isSet(hashOption);
     settings.force = parser.isSet(forceOption);
     settings.fixedTime = ReproducibleBuild::fixedTime(parser.isSet(reproducibleOption));

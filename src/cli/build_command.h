@@ -18,6 +18,7 @@ struct BuildSettings {
     bool strict = false;
     bool verbose = false;
     bool checks = true;
+    bool checkCache = true;  // the content checks keep and reuse their findings (CheckCache)
     bool printHash = false;  // the plain report names each package's SHA-256
     bool hash = true;        // work out the package's SHA-256 (reading it back whole)
     bool progress = true;    // a progress line when stderr is a terminal

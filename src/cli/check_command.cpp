@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 
 #include "cli/build_command.h"
+#include "cli/checks/check_cache.h"
 #include "cli/checks/recipe_checker.h"
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
@@ -13,17 +14,33 @@ namespace Cli {
 
 int checkCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Checks a recipe's content (LUTs, shaders, resource names) without writing anything."));
+    parser.setApplicationDescription(
+        QStringLiteral("Checks a recipe's content (LUTs, shaders, resource names); writes nothing "
+                       "but its cache."));
     parser.addPositionalArgument(
         QStringLiteral("recipe"),
         QStringLiteral("The recipe file (JSON), or - for the standard input."));
     const QCommandLineOption jsonOption(QStringLiteral("json"),
                                         QStringLiteral("Print the findings as JSON."));
-    parser.addOption(jsonOption);
+    const QCommandLineOption jobsOption(
+        {QStringLiteral("j"), QStringLiteral("jobs")},
+        QStringLiteral("Check N files at a time (default: one per core)."), QStringLiteral("N"));
+    const QCommandLineOption noCacheOption(
+        QStringLiteral("no-cache"),
+        QStringLiteral("Check every file again, without the findings kept from earlier runs."));
+    parser.addOptions({jsonOption, jobsOption, noCacheOption});
     if (!parseCommandLine(parser, QStringLiteral("check"), arguments, out, 1,
                           QStringLiteral("one recipe file")))
         return 0;
+    int jobs = 0;
+    if (parser.isSet(jobsOption)) {
+        bool ok = false;
+        jobs = parser.value(jobsOption).toInt(&ok);
+        if (!ok || jobs < 1)
+            throw Error(QStringLiteral("check: -j needs a whole number of at least 1, not '%1'")
+                            .arg(parser.value(jobsOption)),
+                        2);
+    }
 
     Recipe recipe;
     try {
@@ -46,7 +63,8 @@ int checkCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
         for (const QString& warning : warnings)
             report.add(Finding::fromMessage(Finding::Warning, warning, recipe.path, entry.index));
     }
-    RecipeChecker::check(recipe, report);
+    const CheckCache cache(parser.isSet(noCacheOption) ? QString() : CheckCache::defaultFolder());
+    RecipeChecker::check(recipe, report, jobs, &cache);
 
     if (parser.isSet(jsonOption))
         out << QJsonDocument(report.toJson(recipe.path)).toJson(QJsonDocument::Indented);

@@ -3,8 +3,11 @@
 #include <QList>
 #include <QStringList>
 #include <array>
+#include <charconv>
 #include <cmath>
+#include <cstring>
 #include <optional>
+#include <vector>
 
 namespace Cli {
 namespace {
@@ -28,16 +31,56 @@ std::optional<double> number(const QByteArray& token) {
     return value;
 }
 
+// The bytes [begin, end) of a line, without copying them.
+struct Span {
+    const char* begin;
+    const char* end;
+
+    int size() const { return int(end - begin); }
+    QByteArray bytes() const { return QByteArray(begin, size()); }
+};
+
+// The ASCII white space that QByteArray::trimmed() and simplified() strip.
+bool isSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// A table's number: plain decimals ("-0.25", "1") are read here, as a table holds nothing else
+// and they are most of a large file; anything else (exponents, signs, NaN, infinities, numbers
+// out of range) goes through number() above, so that both read every token alike.
+std::optional<double> number(const Span& token) {
+    const char* p = token.begin + (token.begin < token.end && *token.begin == '-' ? 1 : 0);
+    const char* digits = p;
+    while (p < token.end && *p >= '0' && *p <= '9')
+        ++p;
+    bool plain = p > digits;
+    if (plain && p < token.end && *p == '.') {
+        const char* fraction = ++p;
+        while (p < token.end && *p >= '0' && *p <= '9')
+            ++p;
+        plain = p > fraction;
+    }
+    if (plain && p == token.end) {
+        double value = 0;
+        const auto [at, error] = std::from_chars(token.begin, token.end, value);
+        if (error == std::errc() && at == token.end)
+            return value;
+    }
+    return number(token.bytes());
+}
+
 // One kind of suspicious value: reported once, at its first line, with how many rows have it.
 struct ValueFinding {
     int firstLine = 0;
     int rows = 0;
     QString first;
 
-    void note(int line, const QString& text) {
+    // `text` makes the first row's text; it is not called for the others.
+    template <typename Text>
+    void note(int line, const Text& text) {
         if (rows++ == 0) {
             firstLine = line;
-            first = text;
+            first = text();
         }
     }
     void report(CheckReport& report, const CheckPlace& place, const QString& what) const {
@@ -58,9 +101,16 @@ public:
             error(0, QStringLiteral("not a text file (a .cube LUT is text): cannot read it"));
             return;
         }
-        const QList<QByteArray> lines = data.split('\n');
-        for (int i = 0; i < lines.size(); ++i)
-            readLine(i + 1, lines[i].trimmed());
+        const char* at = data.constData();
+        const char* const end = at + data.size();
+        for (int line = 1;; ++line) {
+            const char* next = static_cast<const char*>(std::memchr(at, '\n', size_t(end - at)));
+            const char* stop = next ? next : end;
+            readLine(line, trimmed({at, stop}));
+            if (!next)
+                break;
+            at = next + 1;
+        }
         finish();
     }
 
@@ -69,14 +119,43 @@ private:
         m_report.add(m_place, Finding::Error, message, line);
     }
 
-    void readLine(int line, const QByteArray& text) {
-        if (text.isEmpty() || text.startsWith('#'))
+    static Span trimmed(Span span) {
+        while (span.begin < span.end && isSpace(*span.begin))
+            ++span.begin;
+        while (span.end > span.begin && isSpace(span.end[-1]))
+            --span.end;
+        return span;
+    }
+
+    // Splits the line at runs of white space, into m_tokens.
+    void split(const Span& text) {
+        m_tokens.clear();
+        const char* p = text.begin;
+        while (p < text.end) {
+            const char* start = p;
+            while (p < text.end && !isSpace(*p))
+                ++p;
+            m_tokens.push_back({start, p});
+            while (p < text.end && isSpace(*p))
+                ++p;
+        }
+    }
+
+    void readLine(int line, const Span& text) {
+        if (text.size() == 0 || *text.begin == '#')
             return;
-        const QList<QByteArray> tokens = text.simplified().split(' ');
-        if (number(tokens.front())) {
-            readRow(line, tokens);
+        split(text);
+        if (number(m_tokens.front())) {
+            readRow(line);
             return;
         }
+        QList<QByteArray> tokens;
+        for (const Span& token : m_tokens)
+            tokens << token.bytes();
+        readKeyword(line, text.bytes(), tokens);
+    }
+
+    void readKeyword(int line, const QByteArray& text, const QList<QByteArray>& tokens) {
         const QByteArray keyword = tokens.front();
         if (keyword == "TITLE")
             return;
@@ -155,33 +234,39 @@ private:
         m_max = {*high, *high, *high};
     }
 
-    void readRow(int line, const QList<QByteArray>& tokens) {
+    void readRow(int line) {
         ++m_rows;
         if (m_rows == expectedRows() + 1 && expectedRows() > 0)
             m_firstExtraLine = line;
         std::array<double, 3> values{};
-        for (int i = 0; i < 3; ++i) {
-            const auto value = tokens.size() == 3 ? number(tokens[i]) : std::nullopt;
+        for (size_t i = 0; i < 3; ++i) {
+            const auto value = m_tokens.size() == 3 ? number(m_tokens[i]) : std::nullopt;
             if (!value) {
-                if (m_badRows++ == 0)
+                if (m_badRows++ == 0) {
+                    QList<QByteArray> tokens;
+                    for (const Span& token : m_tokens)
+                        tokens << token.bytes();
                     error(line, QStringLiteral("a row needs three numbers: '%1'")
                                     .arg(QString::fromUtf8(tokens.join(' ').left(40))));
+                }
                 return;
             }
-            values[size_t(i)] = *value;
+            values[i] = *value;
         }
         for (size_t i = 0; i < 3; ++i) {
             const double value = values[i];
-            const QString text = QString::fromLatin1(tokens[int(i)]);
+            const auto text = [&] { return QString::fromLatin1(m_tokens[i].bytes()); };
             if (std::isnan(value)) {
                 m_nan.note(line, text);
             } else if (std::isinf(value)) {
                 m_infinite.note(line, text);
             } else if (value < m_min[i] || value > m_max[i]) {
-                m_outside.note(line, QStringLiteral("%1 is outside the domain [%2, %3]")
-                                         .arg(text)
-                                         .arg(m_min[i])
-                                         .arg(m_max[i]));
+                m_outside.note(line, [&] {
+                    return QStringLiteral("%1 is outside the domain [%2, %3]")
+                        .arg(text())
+                        .arg(m_min[i])
+                        .arg(m_max[i]);
+                });
             } else {
                 continue;
             }
@@ -226,6 +311,7 @@ private:
 
     const CheckPlace& m_place;
     CheckReport& m_report;
+    std::vector<Span> m_tokens;  // of the line being read
     QList<QByteArray> m_seen;
     QList<int> m_sizeLines;
     int m_size1D = 0;

@@ -33,6 +33,10 @@ QString loadError(const QString& path) {
 
 }  // namespace
 
+void LutCheck::forgetLoaded() {
+    OCIO::ClearAllCaches();
+}
+
 void LutCheck::check(const QString& path, const CheckPlace& place, CheckReport& report) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {

@@ -11,6 +11,11 @@ namespace Cli {
 class LutCheck {
 public:
     static void check(const QString& path, const CheckPlace& place, CheckReport& report);
+
+    // Lets the colour library drop the files it loaded and keeps for later loads: after the
+    // checks of a recipe or a package, so that a build does not carry them, and a file read
+    // again is read as it is then. Not while a check runs.
+    static void forgetLoaded();
 };
 
 }  // namespace Cli

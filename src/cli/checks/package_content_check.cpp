@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "cli/checks/check_queue.h"
 #include "cli/checks/lut_check.h"
 #include "cli/checks/media_check.h"
 #include "cli/checks/package_clash_check.h"
@@ -23,13 +24,13 @@ namespace {
 class ItemCheck {
 public:
     ItemCheck(const QString& root, const QSet<QString>& damaged,
-              const Package::CollectionAddOn& addOn, const QString& label, CheckReport& report,
+              const Package::CollectionAddOn& addOn, const QString& label, CheckQueue& queue,
               std::vector<PackageFileUse>& uses)
         : m_root(root),
           m_damaged(damaged),
           m_addOn(addOn),
           m_label(label),
-          m_report(report),
+          m_queue(queue),
           m_uses(uses) {}
 
     void run(const Serialize::ISerializable& stored) {
@@ -54,8 +55,10 @@ private:
         if (const auto* lut = dynamic_cast<const Effect::Lut*>(item)) {
             const QString path = resourcePath(lut->lutResource);
             if (use(path, QStringLiteral("lutResource"), PackageFileUse::Sole))
-                LutCheck::check(absolute(path), place(QStringLiteral("lutResource"), path),
-                                m_report);
+                m_queue.add([file = absolute(path),
+                             at = place(QStringLiteral("lutResource"), path)](CheckReport& report) {
+                    LutCheck::check(file, at, report);
+                });
         } else if (const auto* shader = dynamic_cast<const Effect::ExternalShader*>(item)) {
             this->shader(shader->shaderResource, shader->auxImageResource,
                          shader->supportsIntensity, false);
@@ -77,9 +80,8 @@ private:
             if (!resource ||
                 !use(resource->path, QStringLiteral("resources"), PackageFileUse::Sole, resource))
                 continue;
-            MediaCheck::check(absolute(resource->path),
-                              mask ? MediaCheck::Image : MediaCheck::Video,
-                              place(QStringLiteral("resources"), resource->path), m_report);
+            media(resource->path, mask ? MediaCheck::Image : MediaCheck::Video,
+                  place(QStringLiteral("resources"), resource->path));
         }
     }
 
@@ -92,12 +94,13 @@ private:
         shaderUse.hasAuxImage =
             use(aux, QStringLiteral("auxImageResource"), PackageFileUse::Shared);
         if (shaderUse.hasAuxImage)
-            MediaCheck::check(absolute(aux), MediaCheck::Image,
-                              place(QStringLiteral("auxImageResource"), aux), m_report);
+            media(aux, MediaCheck::Image, place(QStringLiteral("auxImageResource"), aux));
         const QString path = resourcePath(shaderId);
         if (use(path, QStringLiteral("shaderResource"), PackageFileUse::Shared))
-            ShaderCheck::check(absolute(path), shaderUse,
-                               place(QStringLiteral("shaderResource"), path), m_report);
+            m_queue.add([file = absolute(path), shaderUse,
+                         at = place(QStringLiteral("shaderResource"), path)](CheckReport& report) {
+                ShaderCheck::check(file, shaderUse, at, report);
+            });
     }
 
     void import(const Import::Object* item) {
@@ -115,8 +118,7 @@ private:
         // An intro's project bundle and an import of another kind carry any file.
         const auto role = expected < 0 ? PackageFileUse::Shared : PackageFileUse::Sole;
         if (use(path, QStringLiteral("location"), role) && expected >= 0)
-            MediaCheck::check(absolute(path), MediaCheck::Expected(expected),
-                              place(QStringLiteral("location"), path), m_report);
+            media(path, MediaCheck::Expected(expected), place(QStringLiteral("location"), path));
     }
 
     void preset(const Overlay::Preset* item) {
@@ -126,8 +128,8 @@ private:
         for (const Package::Resource& resource : m_addOn.resources) {
             if (resource.type() == ::Resource::MediaFile &&
                 use(resource.path, QStringLiteral("resources"), PackageFileUse::Shared, &resource))
-                MediaCheck::check(absolute(resource.path), MediaCheck::Video,
-                                  place(QStringLiteral("resources"), resource.path), m_report);
+                media(resource.path, MediaCheck::Video,
+                      place(QStringLiteral("resources"), resource.path));
         }
         for (const Package::Resource& resource : m_addOn.resources) {
             if (resource.type() != ::Resource::StillImage)
@@ -143,10 +145,15 @@ private:
             still.stillOf = video;
             if (present(resource.path)) {
                 m_uses.push_back(still);
-                MediaCheck::check(absolute(resource.path), MediaCheck::Image, still.place,
-                                  m_report);
+                media(resource.path, MediaCheck::Image, still.place);
             }
         }
+    }
+
+    void media(const QString& path, MediaCheck::Expected expected, const CheckPlace& at) {
+        m_queue.add([file = absolute(path), expected, at](CheckReport& report) {
+            MediaCheck::check(file, expected, at, report);
+        });
     }
 
     const Package::Resource* resourceOf(const QString& id) const {
@@ -208,7 +215,7 @@ private:
     const QSet<QString>& m_damaged;
     const Package::CollectionAddOn& m_addOn;
     const QString m_label;
-    CheckReport& m_report;
+    CheckQueue& m_queue;
     std::vector<PackageFileUse>& m_uses;
 };
 
@@ -232,13 +239,16 @@ QString titleOf(const Serialize::ISerializable& stored) {
 
 void PackageContentCheck::check(const QString& folder, const Bundle::PackageManifest& manifest,
                                 const Package::Object& object, const QSet<QString>& damaged,
-                                CheckReport& report) {
+                                CheckReport& report, int threads) {
+    CheckQueue queue;
     if (!manifest.previewPath.isEmpty()) {
         const QString preview = Bundle::addOnFolder(folder, manifest.previewPath);
         const QString entry = preview.mid(folder.size() + 1);
         if (!preview.isEmpty() && !damaged.contains(entry) && QFileInfo(preview).isFile())
-            MediaCheck::check(preview, MediaCheck::Image,
-                              {-1, QStringLiteral("previewPath"), entry, QString()}, report);
+            queue.add([preview, at = CheckPlace(-1, QStringLiteral("previewPath"), entry)](
+                          CheckReport& report) {
+                MediaCheck::check(preview, MediaCheck::Image, at, report);
+            });
     }
     std::vector<PackageFileUse> uses;
     for (const AddOnList& info : addOnLists()) {
@@ -259,9 +269,11 @@ void PackageContentCheck::check(const QString& folder, const Bundle::PackageMani
             const QString label = title.isEmpty()
                                       ? QStringLiteral("%1[%2]").arg(list).arg(at)
                                       : QStringLiteral("%1[%2] '%3'").arg(list).arg(at).arg(title);
-            ItemCheck(folder, damaged, addOn, label, report, uses).run(*stored);
+            ItemCheck(folder, damaged, addOn, label, queue, uses).run(*stored);
         }
     }
+    queue.run(report, threads);
+    LutCheck::forgetLoaded();
     PackageClashCheck::check(uses, report);
 }
 

@@ -14,13 +14,15 @@ namespace Cli {
 // an import's media for its kind, an overlay's videos and stills, and the package's preview; then
 // the resources that several items share (PackageClashCheck). Findings name the item and the file
 // inside the package. Items that do not read, files that are missing or damaged and paths that
-// leave the package are the package verifier's problems and are skipped here. Owns nothing.
+// leave the package are the package verifier's problems and are skipped here. The files are
+// checked `threads` at a time (0: one per core), the findings kept in the items' order. Owns
+// nothing.
 class PackageContentCheck {
 public:
     // `folder` is where the package was unpacked; `damaged` its entries that did not read back.
     static void check(const QString& folder, const Bundle::PackageManifest& manifest,
                       const Package::Object& object, const QSet<QString>& damaged,
-                      CheckReport& report);
+                      CheckReport& report, int threads = 0);
 };
 
 }  // namespace Cli

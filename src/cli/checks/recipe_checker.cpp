@@ -5,6 +5,8 @@
 #include <QSet>
 #include <vector>
 
+#include "cli/checks/check_cache.h"
+#include "cli/checks/check_queue.h"
 #include "cli/checks/lut_check.h"
 #include "cli/checks/media_check.h"
 #include "cli/checks/resource_clash_check.h"
@@ -17,18 +19,40 @@
 namespace Cli {
 namespace {
 
+// Video and audio larger than this are checked without the cache: the check reads little more
+// than their head, and hashing the whole file would cost more than it saves.
+constexpr qint64 kLargestKeptMedia = 64 << 20;
+
+// Queues the check of one file, through the cache when there is one.
+void queueFileCheck(CheckQueue& queue, const CheckCache* cache, const QString& what,
+                    const QString& path, const CheckPlace& at, CheckCache::Check check) {
+    queue.add([=](CheckReport& report) {
+        if (cache)
+            cache->run(what, path, at, report, check);
+        else
+            check(report);
+    });
+}
+
 class ComponentCheck {
 public:
-    ComponentCheck(const Recipe& recipe, const ComponentEntry& entry, CheckReport& report,
-                   std::vector<ResourceSource>& resources)
-        : m_recipe(recipe), m_entry(entry), m_report(report), m_resources(resources) {}
+    ComponentCheck(const Recipe& recipe, const ComponentEntry& entry, CheckQueue& queue,
+                   const CheckCache* cache, std::vector<ResourceSource>& resources)
+        : m_recipe(recipe),
+          m_entry(entry),
+          m_queue(queue),
+          m_cache(cache),
+          m_resources(resources) {}
 
     void run() {
         const QString& kind = m_entry.kind;
         if (kind == QLatin1String("lut-effect")) {
             const QString lut = existingFile(QStringLiteral("lut"));
+            const CheckPlace at = place(QStringLiteral("lut"));
             if (!lut.isEmpty())
-                LutCheck::check(lut, place(QStringLiteral("lut")), m_report);
+                queueFileCheck(
+                    m_queue, m_cache, QStringLiteral("lut"), lut, at,
+                    [lut, at](CheckReport& report) { LutCheck::check(lut, at, report); });
             copied(QStringLiteral("lut"));
         } else if (kind == QLatin1String("shader-effect") ||
                    kind == QLatin1String("shader-transition")) {
@@ -38,8 +62,16 @@ public:
             use.hasAuxImage = !existingFile(QStringLiteral("auxImage")).isEmpty();
             use.supportsIntensity =
                 m_entry.fields.value(QStringLiteral("supportsIntensity")).toBool();
+            const CheckPlace at = place(QStringLiteral("shader"));
+            const QString what =
+                QStringLiteral("shader %1%2%3")
+                    .arg(use.transition ? "transition" : "effect", use.hasAuxImage ? " aux" : "",
+                         use.supportsIntensity ? " intensity" : "");
             if (!shader.isEmpty())
-                ShaderCheck::check(shader, use, place(QStringLiteral("shader")), m_report);
+                queueFileCheck(m_queue, m_cache, what, shader, at,
+                               [shader, use, at](CheckReport& report) {
+                                   ShaderCheck::check(shader, use, at, report);
+                               });
             copied(QStringLiteral("shader"));
             copied(QStringLiteral("auxImage"), MediaCheck::Image);
         } else if (kind == QLatin1String("mask-transition")) {
@@ -55,11 +87,11 @@ public:
             // The editable form keeps each video's timing from the timeline.
             if (kind == QLatin1String("intermediate-overlay") &&
                 m_entry.fields.value(QStringLiteral("useMediaTiming")).toBool())
-                m_report.add({m_entry.index, QStringLiteral("useMediaTiming"), QString()},
-                             Finding::Warning,
-                             QStringLiteral("an intermediate overlay cannot keep its videos' own "
-                                            "timing: the editable form holds the timeline's, so "
-                                            "useMediaTiming is ignored"));
+                m_queue.add({m_entry.index, QStringLiteral("useMediaTiming"), QString()},
+                            Finding::Warning,
+                            QStringLiteral("an intermediate overlay cannot keep its videos' own "
+                                           "timing: the editable form holds the timeline's, so "
+                                           "useMediaTiming is ignored"));
         } else if (kind == QLatin1String("overlay")) {
             // Video clips become extra video, each with a still rendered beside it.
             timelineMedia(true);
@@ -93,7 +125,7 @@ private:
             return;
         m_resources.push_back({place(field), FS::fileName(path), path, false});
         if (expected >= 0)
-            MediaCheck::check(path, MediaCheck::Expected(expected), place(field), m_report);
+            probe(path, MediaCheck::Expected(expected), place(field));
     }
 
     int importExpected() const {
@@ -138,7 +170,7 @@ private:
             // as they are, for the editor to read.
             if (withStills && !probed.contains(clip.path)) {
                 probed.insert(clip.path);
-                MediaCheck::check(clip.path, MediaCheck::Video, at, m_report);
+                probe(clip.path, MediaCheck::Video, at);
             }
             m_resources.push_back({at, FS::fileName(clip.path), clip.path, false});
             if (withStills)
@@ -147,23 +179,42 @@ private:
         }
     }
 
+    void probe(const QString& path, MediaCheck::Expected expected, const CheckPlace& at) {
+        const bool large =
+            expected != MediaCheck::Image && QFileInfo(path).size() > kLargestKeptMedia;
+        queueFileCheck(m_queue, large ? nullptr : m_cache,
+                       QStringLiteral("media %1").arg(int(expected)), path, at,
+                       [path, expected, at](CheckReport& report) {
+                           MediaCheck::check(path, expected, at, report);
+                       });
+    }
+
     const Recipe& m_recipe;
     const ComponentEntry& m_entry;
-    CheckReport& m_report;
+    CheckQueue& m_queue;
+    const CheckCache* m_cache;
     std::vector<ResourceSource>& m_resources;
 };
 
 }  // namespace
 
-void RecipeChecker::check(const Recipe& recipe, CheckReport& report) {
-    if (!recipe.previewPath.isEmpty())
-        MediaCheck::check(recipe.previewPath, MediaCheck::Image,
-                          {-1, QStringLiteral("previewPath"),
-                           QDir(recipe.folder).relativeFilePath(recipe.previewPath)},
-                          report);
+void RecipeChecker::check(const Recipe& recipe, CheckReport& report, int threads,
+                          const CheckCache* cache) {
+    CheckQueue queue;
+    if (!recipe.previewPath.isEmpty()) {
+        const QString path = recipe.previewPath;
+        const CheckPlace at(-1, QStringLiteral("previewPath"),
+                            QDir(recipe.folder).relativeFilePath(path));
+        queueFileCheck(queue, cache, QStringLiteral("media %1").arg(int(MediaCheck::Image)), path,
+                       at, [path, at](CheckReport& report) {
+                           MediaCheck::check(path, MediaCheck::Image, at, report);
+                       });
+    }
     std::vector<ResourceSource> resources;
     for (const ComponentEntry& entry : recipe.components)
-        ComponentCheck(recipe, entry, report, resources).run();
+        ComponentCheck(recipe, entry, queue, cache, resources).run();
+    queue.run(report, threads);
+    LutCheck::forgetLoaded();
     ResourceClashCheck::check(resources, report);
 }
 
