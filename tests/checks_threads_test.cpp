@@ -77,12 +77,12 @@ TEST(ChecksOnThreads, SameFindingsInTheSameOrderAsOnOneThread) {
     const QStringList lines = one.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 6 * 6 + 1 + 1) << one.toStdString();
     EXPECT_TRUE(lines[0].contains("components[0].lut (looks/short0.cube:1): error: the table"));
-    EXPECT_TRUE(lines[1].contains("components[2].file (media/song0.wav): error: has no video"));
+    EXPECT_TRUE(lines[1].contains("components[2].path (media/song0.wav): error: has no video"));
     EXPECT_TRUE(lines[2].contains("components[3].lut (looks/nan0.cube:2): warning: value nan"));
     EXPECT_TRUE(lines[3].contains("components[4].shader (fx/broken0.frag:6): error: does not"));
-    EXPECT_TRUE(lines[4].contains("components[5].file (media/cut0.mp4): error:"));
+    EXPECT_TRUE(lines[4].contains("components[5].path (media/cut0.mp4): error:"));
     EXPECT_TRUE(lines[5].contains("components[7].source (media/cut0.mp4): error: not an image"));
-    EXPECT_TRUE(lines[36].contains("components[55].file (b/logo.png): error: two different"));
+    EXPECT_TRUE(lines[36].contains("components[55].path (b/logo.png): error: two different"));
     EXPECT_TRUE(lines[37].endsWith(": 31 errors, 6 warnings")) << lines[37].toStdString();
 
     for (int threads : {2, 3, 8})

@@ -47,7 +47,7 @@ touch "$work/kept.json"
 expect_bash "build" packwright bu
 expect_bash "diff" packwright di
 expect_bash "--help --help-all" packwright --help
-expect_bash "--no-checks" packwright build --no-
+expect_bash "--no-cache --no-checks" packwright build --no-
 expect_bash "--keep-work" packwright build --kee
 expect_bash "--quiet" packwright verify --qu
 expect_bash "kept" packwright build --keep-work ke

@@ -118,7 +118,9 @@ Built buildOne(const QString& recipePath, const BuildSettings& settings, QTextSt
     // the build before anything is written.
     CheckReport checks;
     if (settings.checks) {
-        const CheckCache cache(settings.checkCache ? CheckCache::defaultFolder() : QString());
+        // The media decoder's warnings come only from checks that run: -v checks afresh.
+        const CheckCache cache(
+            settings.checkCache && !Verbosity::verbose() ? CheckCache::defaultFolder() : QString());
         RecipeChecker::check(recipe, checks, 0, &cache);
     }
     for (const Finding& finding : checks.findings()) {

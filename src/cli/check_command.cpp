@@ -9,6 +9,7 @@
 #include "cli/cli_error.h"
 #include "cli/command_line.h"
 #include "cli/component_factory.h"
+#include "cli/verbosity.h"
 
 namespace Cli {
 
@@ -63,7 +64,10 @@ int checkCommand(const QStringList& arguments, QTextStream& out, QTextStream&) {
         for (const QString& warning : warnings)
             report.add(Finding::fromMessage(Finding::Warning, warning, recipe.path, entry.index));
     }
-    const CheckCache cache(parser.isSet(noCacheOption) ? QString() : CheckCache::defaultFolder());
+    // The media decoder's warnings come only from checks that run: -v checks afresh.
+    const CheckCache cache(parser.isSet(noCacheOption) || Verbosity::verbose()
+                               ? QString()
+                               : CheckCache::defaultFolder());
     RecipeChecker::check(recipe, report, jobs, &cache);
 
     if (parser.isSet(jsonOption))
