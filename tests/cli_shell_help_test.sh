@@ -63,6 +63,31 @@ if command -v zsh >/dev/null; then
     [[ \$_comps[packwright] == _packwright ]] || exit 1
     autoload -Uz _packwright; (( \$+functions[_packwright] ))" ||
     fail "zsh: compinit does not find _packwright for packwright"
+  # Typed into an interactive zsh on a terminal: a tab completes commands and options.
+  complete_zsh() {
+    rm -f "$work/buffer"
+    PATH="$(dirname "$tool"):$PATH" timeout 30 zsh -f -c '
+      zmodload zsh/zpty
+      share=$1 work=$2
+      zpty z "HOME=$work TERM=dumb zsh -f -i"
+      zpty -w z "fpath=($share \$fpath); autoload -Uz compinit; compinit -u -d $work/zcompdump"
+      # A key that writes the command line to a file, once completion has done its work.
+      zpty -w z "dump() { print -r -- \"\$BUFFER\" >$work/buffer }; zle -N dump; bindkey ^X dump"
+      zpty -w z "PS1=READY\\>\\ "
+      zpty -r z out "*READY> "
+      zpty -w -n z "$3"$'"'"'\t'"'"'
+      sleep 1
+      zpty -w -n z $'"'"'\x18'"'"'
+      for i in {1..100}; do [[ -s $work/buffer ]] && break; sleep 0.1; done
+      zpty -d z' zsh "$share" "$work" "$1" >/dev/null 2>&1 || true
+    cat "$work/buffer" 2>/dev/null
+  }
+  for case in "packwright bu|packwright build " "packwright build --no-ch|packwright build --no-checks " \
+    "packwright verify --con|packwright verify --content " "packwright help fin|packwright help finalize "; do
+    typed=${case%%|*} expected=${case#*|}
+    got=$(complete_zsh "$typed")
+    [ "$got" = "$expected" ] || fail "zsh: completing '$typed' gave '$got', not '$expected'"
+  done
 else
   echo "SKIP: zsh is not installed (scripts/setup.sh installs it)"
 fi

@@ -73,15 +73,14 @@ const char* const kUsage =
     "\n"
     "Every command also takes -q (print nothing on success but the data asked for, such as\n"
     "--json; errors still print) and -v (say more, the media decoder's warnings among it).\n"
+    "Exit codes: 0 fine, 1 problems found or the work failed, 2 bad usage or could not\n"
+    "check (diff: 1 when the packages differ).\n"
     "\n"
     "Options:\n"
     "  -h, --help        show this help\n"
     "  --help-all        show this help and every command's\n"
     "  --man             print the manual page (roff)\n"
-    "  --version         show the version\n"
-    "\n"
-    "Exit codes: 0 fine, 1 problems found or the work failed, 2 bad usage or could not\n"
-    "check (diff: 1 when the packages differ).\n";
+    "  --version         show the version\n";
 
 const std::map<QString, Command>& commandTable();
 
