@@ -26,8 +26,12 @@ QString loadError(const QString& path) {
         transform->setInterpolation(OCIO::INTERP_BEST);
         config->getProcessor(transform);
     } catch (const OCIO::Exception& error) {
+        OCIO::ClearAllCaches();
         return QString::fromUtf8(error.what());
     }
+    // The library keeps every file it has read, for a reuse that a check never makes: dropped
+    // at once, so that checking many large LUTs takes the memory of the few in flight.
+    OCIO::ClearAllCaches();
     return QString();
 }
 
