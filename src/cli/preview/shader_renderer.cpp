@@ -214,7 +214,8 @@ ShaderRenderer::~ShaderRenderer() {
         return;
     eglMakeCurrent(m_context->display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     eglDestroyContext(m_context->display, m_context->context);
-    eglTerminate(m_context->display);
+    // The display stays initialised: terminating it unloads the driver, which leaves its own
+    // allocations behind, and a later renderer of this process takes the same display again.
 }
 
 ShaderRender ShaderRenderer::render(const QByteArray& fragmentShader, const ShaderInputs& inputs) {
